@@ -1,0 +1,379 @@
+#include "codes/convert.h"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "codes/code_tables.h"
+#include "codes/cp932.h"
+#include "codes/guess.h"
+#include "common/byte_tables.h"
+#include "run/fatal.h"
+#include "run/run.h"
+
+namespace tz {
+
+namespace {
+
+// The arithmetic of JIS X 0208 between the two codes, as tables over bytes.
+constexpr uint8_t kBlank = 0x20;
+
+constexpr std::array<uint8_t, 256> make_euc_lead() {
+  std::array<uint8_t, 256> t{};
+  for (int c = 0; c < 256; ++c) {
+    if (c >= 0xA1 && c <= 0xDE) t[c] = static_cast<uint8_t>(0x81 + (c - 0xA1) / 2);
+    else if (c >= 0xDF && c <= 0xFE) t[c] = static_cast<uint8_t>(0xE0 + (c - 0xDF) / 2);
+    else if (c == 0xA0 || c == 0xFF) t[c] = kBlank;
+    else t[c] = static_cast<uint8_t>(c);
+  }
+  return t;
+}
+constexpr std::array<uint8_t, 256> make_euc_trail(bool odd) {
+  std::array<uint8_t, 256> t{};
+  for (int c = 0; c < 256; ++c) {
+    if (c == 0xA0 || c == 0xFF) t[c] = kBlank;
+    else if (c < 0xA1) t[c] = static_cast<uint8_t>(c);
+    else if (!odd) t[c] = static_cast<uint8_t>(0x9F + (c - 0xA1));
+    else if (c <= 0xDF) t[c] = static_cast<uint8_t>(0x40 + (c - 0xA1));
+    else t[c] = static_cast<uint8_t>(0x80 + (c - 0xE0));
+  }
+  return t;
+}
+constexpr std::array<uint8_t, 256> make_sjis_lead(bool even) {
+  std::array<uint8_t, 256> t{};
+  for (int c = 0; c < 256; ++c) {
+    int v;
+    if (c < 0x80) v = c;
+    else if (c >= 0x81 && c <= 0x9F) v = 0xA1 + 2 * (c - 0x81) + (even ? 1 : 0);
+    else if (c >= 0xE0 && c <= 0xEF) v = 0xDF + 2 * (c - 0xE0) + (even ? 1 : 0);
+    else if (c >= 0xF0 && c <= 0xF9) v = 1;
+    else if (c >= 0xFA && c <= 0xFC) v = 3;
+    else v = kBlank;
+    t[c] = static_cast<uint8_t>(v);
+  }
+  return t;
+}
+constexpr std::array<uint8_t, 256> make_sjis_trail() {
+  std::array<uint8_t, 256> t{};
+  for (int c = 0; c < 256; ++c) {
+    int v;
+    if (c < 0x40) v = c;
+    else if (c <= 0x7E) v = 0xA1 + (c - 0x40);
+    else if (c == 0x7F) v = kBlank;
+    else if (c <= 0x9E) v = 0xE0 + (c - 0x80);
+    else if (c <= 0xFC) v = 0xA1 + (c - 0x9F);
+    else if (c == 0xFD) v = 0xFF;
+    else v = kBlank;
+    t[c] = static_cast<uint8_t>(v);
+  }
+  return t;
+}
+
+constexpr auto kEucLead = make_euc_lead();
+constexpr auto kEucTrailOdd = make_euc_trail(true);
+constexpr auto kEucTrailEven = make_euc_trail(false);
+constexpr auto kSjisLeadOdd = make_sjis_lead(false);
+constexpr auto kSjisLeadEven = make_sjis_lead(true);
+constexpr auto kSjisTrail = make_sjis_trail();
+
+inline unsigned char* ubytes(char* p) { return reinterpret_cast<unsigned char*>(p); }
+
+// Writes `out` over `text` (room `size`) with a NUL, cut to fit.
+size_t write_back(char* text, const std::string& out, size_t cut, size_t size) {
+  size_t n = out.size() < cut ? out.size() : cut;
+  if (size == 0) return 0;
+  if (n > size - 1) n = size - 1;
+  std::memcpy(text, out.data(), n);
+  text[n] = '\0';
+  return n;
+}
+
+void clean_sjis(unsigned char* t, size_t n) {
+  if (n == 0) return;
+  size_t i = 0;
+  while (i + 1 < n) {
+    unsigned c = t[i];
+    if (c >= 0x20 && c < 0x7F) {  // plain ASCII: the common run
+      ++i;
+      continue;
+    }
+    uint8_t cls = tbl::sjis[c];
+    if (cls & (tbl::kSingle | tbl::kKana)) {
+      t[i] = tbl::ctrl_blank[c];
+      ++i;
+    } else if ((cls & tbl::kLead) && (tbl::sjis[t[i + 1]] & tbl::kTrail)) {
+      i += 2;
+    } else {
+      t[i] = kBlank;
+      ++i;
+    }
+  }
+  if (i < n) {
+    unsigned c = tbl::ctrl_blank[t[i]];
+    if (tbl::sjis[c] & tbl::kLead) c = kBlank;
+    t[i] = static_cast<unsigned char>(c);
+  }
+}
+
+void clean_euc(unsigned char* t, size_t n) {
+  size_t i = 0;
+  while (i < n) {
+    unsigned c = tbl::ctrl_blank[t[i]];
+    t[i] = static_cast<unsigned char>(c);
+    if (c > 0x7F && c != 0x8F) {
+      unsigned d = i + 1 < n ? t[i + 1] : 0;
+      bool valid = (c >= 0xA1 && c <= 0xFE && d >= 0xA1 && d <= 0xFE) ||
+                   (c == 0x8E && d >= 0xA1 && d <= 0xDF);
+      if (valid) {
+        i += 2;
+        continue;
+      }
+      t[i] = kBlank;
+    }
+    ++i;
+  }
+}
+
+void clean_utf8(unsigned char* t, size_t n) {
+  size_t i = 0;
+  while (i < n) {
+    unsigned c = tbl::ctrl_blank[t[i]];
+    t[i] = static_cast<unsigned char>(c);
+    if (c <= 0x7F) {
+      ++i;
+      continue;
+    }
+    if (c < 0xC2 || c > 0xFD) {
+      t[i] = kBlank;
+      ++i;
+      continue;
+    }
+    size_t len = c <= 0xDF ? 2 : c <= 0xEF ? 3 : c <= 0xF7 ? 4 : c <= 0xFB ? 5 : 6;
+    size_t k = 1;
+    while (k < len && i + k < n && (t[i + k] & 0xC0) == 0x80) ++k;
+    if (k == len) {
+      i += len;
+      continue;
+    }
+    // A broken sequence: its bytes so far and the byte that broke it become blanks.
+    size_t stop = i + k < n ? i + k + 1 : n;
+    for (size_t j = i; j < stop; ++j) t[j] = kBlank;
+    i = stop;
+  }
+}
+
+}  // namespace
+
+int clean_text(char* text, int code, size_t size, int whole) {
+  if (code == kCodeAuto || code > kUtf8) return 1;
+  size_t n = size;
+  if (!whole) {
+    const void* nul = std::memchr(text, 0, size);
+    if (nul) n = static_cast<size_t>(static_cast<const char*>(nul) - text);
+  }
+  unsigned char* t = ubytes(text);
+  if (code == kSjis) clean_sjis(t, n);
+  else if (code == kEuc) clean_euc(t, n);
+  else clean_utf8(t, n);
+  return 0;
+}
+
+int clean_text(std::string& text, int code, size_t size) {
+  if (code == kCodeAuto || code > kUtf8) return 1;
+  size_t n = text.size() < size ? text.size() : size;
+  clean_text(text.data(), code, n, 1);
+  return 0;
+}
+
+size_t euc_to_sjis(char* text, size_t size) {
+  unsigned char* t = ubytes(text);
+  size_t i = 0;
+  size_t o = 0;
+  while (i < size && t[i]) {
+    unsigned c = t[i];
+    if (c <= 0x80) {
+      t[o++] = static_cast<unsigned char>(c);
+      ++i;
+      continue;
+    }
+    if (i + 1 >= size || t[i + 1] == 0) break;  // a lone first byte at the end is dropped
+    unsigned d = t[i + 1];
+    if (c == 0x8E) {
+      t[o++] = static_cast<unsigned char>(d);
+    } else {
+      t[o++] = kEucLead[c];
+      t[o++] = (c & 1) ? kEucTrailOdd[d] : kEucTrailEven[d];
+    }
+    i += 2;
+  }
+  if (o < size) t[o] = 0;
+  return o;
+}
+
+size_t sjis_to_euc(Run& run, char* text, size_t size) {
+  size_t len = strnlen(text, size);
+  bool small = len < 2048;
+  size_t area = small ? 4096 : size + 1;
+  std::string& out = run.scratch;
+  out.assign(area, '\0');
+  unsigned char* w = ubytes(out.data());
+  const unsigned char* t = ubytes(text);
+  size_t i = 0;
+  size_t o = 0;
+  bool guard_touched = false;
+  auto put = [&](unsigned b) {
+    if (o == area - 1) guard_touched = true;
+    if (o < area) w[o++] = static_cast<unsigned char>(b);
+  };
+  while (i < len && t[i] && o < area - 2) {
+    unsigned c = t[i];
+    uint8_t cls = tbl::sjis[c];
+    if (cls & tbl::kSingle) {
+      put(c);
+      ++i;
+      continue;
+    }
+    if (cls & tbl::kKana) {
+      put(0x8E);
+      put(c);
+      ++i;
+      continue;
+    }
+    unsigned d = i + 1 < len ? t[i + 1] : 0;
+    unsigned d1 = d < 0x9F ? kSjisLeadOdd[c] : kSjisLeadEven[c];
+    unsigned d2 = kSjisTrail[d];
+    if (d1 < 3) {
+      put(0xA1);
+      put(0xA9);
+    } else if (d1 == 3) {
+      if (d >= 0x40 && d <= 0xFC) {
+        const uint8_t* e = kIbmToEuc[(c - 0xFA) * 189 + (d - 0x40)];
+        for (int k = 0; k < e[0]; ++k) put(e[1 + k]);
+      } else {
+        put(kBlank);
+        put(kBlank);
+      }
+    } else {
+      put(d1);
+      put(d2);
+    }
+    if (d == 0) break;
+    i += 2;
+  }
+  if (guard_touched) {
+    fatal(run, msg(run, Msg::buffer_overflow), small ? 999 : 998);
+  }
+  size_t n = strnlen(out.data(), o);
+  out.resize(n);
+  return write_back(text, out, n, size);
+}
+
+size_t sjis_to_utf8(Run& run, char* text, size_t size) {
+  size_t len = strnlen(text, size);
+  std::string& out = run.scratch;
+  out.clear();
+  append_utf8_from_sjis(out, text, len);
+  if (out.empty()) return len;
+  size_t cut = out.size() > size ? size - 3 : out.size();
+  return write_back(text, out, cut, size);
+}
+
+size_t utf8_to_sjis(Run& run, char* text, size_t size) {
+  size_t len = strnlen(text, size);
+  std::string& out = run.scratch;
+  out.clear();
+  append_sjis_from_utf8(out, text, len);
+  if (out.empty()) return len;
+  return write_back(text, out, out.size(), size);
+}
+
+size_t convert_code(Run& run, char* text, int from, int to, size_t size) {
+  if (size == 0) return 0;
+  if (from == kCodeAuto) from = guess_code(text, static_cast<long>(size));
+  if (from == to || from == kCodeAuto || to == kCodeAuto || from > kUtf8 || to > kUtf8)
+    return strnlen(text, size);
+  switch (from * 10 + to) {
+    case 21:
+      return euc_to_sjis(text, size);
+    case 31:
+      return utf8_to_sjis(run, text, size);
+    case 12:
+      return sjis_to_euc(run, text, size);
+    case 32:
+      utf8_to_sjis(run, text, size);
+      return sjis_to_euc(run, text, size);
+    case 13:
+      return sjis_to_utf8(run, text, size);
+    case 23:
+      euc_to_sjis(text, size);
+      return sjis_to_utf8(run, text, size);
+  }
+  return strnlen(text, size);
+}
+
+void convert_code(Run& run, std::string& text, int from, int to, size_t size) {
+  if (size == 0) {
+    text.clear();
+    return;
+  }
+  std::string buf(text, 0, text.size() < size ? text.size() : size - 1);
+  buf.resize(size, '\0');
+  size_t n = convert_code(run, buf.data(), from, to, size);
+  buf.resize(n);
+  text.swap(buf);
+}
+
+std::string to_base64(std::string_view text) {
+  static const char kAlphabet[] =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  size_t n = text.size();
+  out.reserve((n + 2) / 3 * 4);
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  size_t i = 0;
+  for (; i + 2 < n; i += 3) {
+    uint32_t v = (p[i] << 16) | (p[i + 1] << 8) | p[i + 2];
+    out += kAlphabet[v >> 18];
+    out += kAlphabet[(v >> 12) & 63];
+    out += kAlphabet[(v >> 6) & 63];
+    out += kAlphabet[v & 63];
+  }
+  if (i < n) {
+    uint32_t v = p[i] << 16;
+    if (i + 1 < n) v |= p[i + 1] << 8;
+    out += kAlphabet[v >> 18];
+    out += kAlphabet[(v >> 12) & 63];
+    out += i + 1 < n ? kAlphabet[(v >> 6) & 63] : '=';
+    out += '=';
+  }
+  return out;
+}
+
+std::string from_base64(std::string_view text) {
+  auto value = [](char c) -> int {
+    if (c >= 'A' && c <= 'Z') return c - 'A';
+    if (c >= 'a' && c <= 'z') return c - 'a' + 26;
+    if (c >= '0' && c <= '9') return c - '0' + 52;
+    if (c == '+') return 62;
+    if (c == '/') return 63;
+    return -1;
+  };
+  std::string out;
+  uint32_t acc = 0;
+  int bits = 0;
+  for (char c : text) {
+    if (c == '=' || c == '\0') break;
+    int v = value(c);
+    if (v < 0) continue;
+    acc = (acc << 6) | static_cast<uint32_t>(v);
+    bits += 6;
+    if (bits >= 8) {
+      bits -= 8;
+      out += static_cast<char>((acc >> bits) & 0xFF);
+    }
+  }
+  return out;
+}
+
+}  // namespace tz

@@ -1,0 +1,43 @@
+// Conversions between Shift_JIS (code page 932), EUC-JP and UTF-8, the sweep of
+// invalid characters, and Base64. Code numbers: 0 auto, 1 Shift_JIS, 2 EUC-JP,
+// 3 UTF-8, 4 Big5 (never converted).
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tz {
+
+struct Run;
+
+// Converts the NUL-ended `text` in place; `size` is the room of its buffer, NUL
+// included, and the result is cut to fit. `from` 0 guesses the code over `size` bytes.
+// Returns the new length.
+size_t convert_code(Run& run, char* text, int from, int to, size_t size);
+
+// The same on a string whose room is `size` bytes (the result keeps at most size - 1).
+void convert_code(Run& run, std::string& text, int from, int to, size_t size);
+
+// Sweeps `text` for what is no valid character of `code`, in place. With `whole` 1,
+// `size` bytes are swept whatever NUL bytes stand among them; with 0 the string, or
+// `size` bytes if it is longer. Result 0, or 1 when `code` is 0 or above 3.
+int clean_text(char* text, int code, size_t size, int whole);
+int clean_text(std::string& text, int code, size_t size);
+
+// The single conversions; each works in place within `size` bytes of room.
+size_t euc_to_sjis(char* text, size_t size);
+size_t sjis_to_euc(Run& run, char* text, size_t size);
+size_t sjis_to_utf8(Run& run, char* text, size_t size);
+size_t utf8_to_sjis(Run& run, char* text, size_t size);
+
+// Plain conversions of a whole string, for the program's own texts and for paths
+// (file names are UTF-8 on this platform; messages are Shift_JIS inside).
+std::string sjis_from_utf8(std::string_view utf8);
+std::string utf8_from_sjis(std::string_view sjis);
+
+// Standard Base64 (RFC 4648 alphabet, '=' padding) of a NUL-ended string.
+std::string to_base64(std::string_view text);
+std::string from_base64(std::string_view text);
+
+}  // namespace tz

@@ -1,0 +1,15 @@
+// The whole log into memory: cleaned, brought into the output code, counted.
+#pragma once
+
+namespace tz {
+
+struct Run;
+struct Times;
+
+// Result 0 done, 1 can't open, 2 out of memory, 3 read error, 4 empty file.
+int read_log(Run& run);
+
+// The dates of the first post, the last post and the last post without sage.
+void take_dates(Run& run, Times& times);
+
+}  // namespace tz

@@ -1,0 +1,247 @@
+#include "platform/os.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace tz::os {
+
+namespace {
+
+void fill_info(const struct stat& st, FileInfo* info) {
+  info->exists = true;
+  info->is_dir = S_ISDIR(st.st_mode);
+  info->size = st.st_size;
+  info->mtime = st.st_mtime;
+  info->atime = st.st_atime;
+  info->birthtime = st.st_mtime;
+}
+
+// The birth time where the file system keeps one.
+void add_birthtime(int dirfd, const char* path, int flags, FileInfo* info) {
+#ifdef STATX_BTIME
+  struct statx sx;
+  if (statx(dirfd, path, flags, STATX_BTIME, &sx) == 0 && (sx.stx_mask & STATX_BTIME))
+    info->birthtime = sx.stx_btime.tv_sec;
+#else
+  (void)dirfd;
+  (void)path;
+  (void)flags;
+  (void)info;
+#endif
+}
+
+}  // namespace
+
+bool stat_path(const std::string& path, FileInfo* info) {
+  *info = FileInfo{};
+  struct stat st;
+  if (::stat(path.c_str(), &st) != 0) return false;
+  fill_info(st, info);
+  add_birthtime(AT_FDCWD, path.c_str(), 0, info);
+  return true;
+}
+
+bool stat_file(std::FILE* fp, FileInfo* info) {
+  *info = FileInfo{};
+  struct stat st;
+  int fd = fileno(fp);
+  if (fstat(fd, &st) != 0) return false;
+  fill_info(st, info);
+  add_birthtime(fd, "", AT_EMPTY_PATH, info);
+  return true;
+}
+
+bool set_file_times(const std::string& path, int64_t atime, int64_t mtime) {
+  struct timespec ts[2];
+  ts[0].tv_sec = static_cast<time_t>(atime);
+  ts[0].tv_nsec = 0;
+  ts[1].tv_sec = static_cast<time_t>(mtime);
+  ts[1].tv_nsec = 0;
+  return utimensat(AT_FDCWD, path.c_str(), ts, 0) == 0;
+}
+
+int make_dir(const std::string& path) {
+  if (::mkdir(path.c_str(), 0777) == 0) return 0;
+  if (errno == EEXIST) return 1;
+  return -1;
+}
+
+bool remove_file(const std::string& path) { return ::unlink(path.c_str()) == 0; }
+
+bool rename_file(const std::string& from, const std::string& to) {
+  return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool DirReader::open(const std::string& dir) {
+  close();
+  DIR* d = ::opendir(dir.empty() ? "." : dir.c_str());
+  if (!d) return false;
+  handle_ = d;
+  dir_ = dir;
+  if (!dir_.empty() && dir_.back() != kSep) dir_ += kSep;
+  return true;
+}
+
+bool DirReader::next(DirEntry* entry) {
+  if (!handle_) return false;
+  struct dirent* de = ::readdir(static_cast<DIR*>(handle_));
+  if (!de) return false;
+  entry->name = de->d_name;
+  entry->hidden = de->d_name[0] == '.';
+  entry->is_link = false;
+  entry->is_dir = false;
+  unsigned char type = de->d_type;
+  if (type == DT_UNKNOWN) {
+    struct stat st;
+    std::string full = dir_ + entry->name;
+    if (::lstat(full.c_str(), &st) == 0) {
+      if (S_ISDIR(st.st_mode)) type = DT_DIR;
+      else if (S_ISLNK(st.st_mode)) type = DT_LNK;
+      else type = DT_REG;
+    }
+  }
+  entry->is_dir = type == DT_DIR;
+  entry->is_link = type == DT_LNK;
+  return true;
+}
+
+void DirReader::close() {
+  if (handle_) ::closedir(static_cast<DIR*>(handle_));
+  handle_ = nullptr;
+}
+
+std::string program_dir() {
+  std::string home = env("TANZAKU_HOME");
+  if (!home.empty()) {
+    if (home.back() != kSep) home += kSep;
+    return home;
+  }
+  char buf[PATH_MAX];
+  ssize_t n = ::readlink("/proc/self/exe", buf, sizeof buf - 1);
+  if (n <= 0) return "";
+  std::string exe(buf, static_cast<size_t>(n));
+  size_t slash = exe.rfind(kSep);
+  return slash == std::string::npos ? "" : exe.substr(0, slash + 1);
+}
+
+std::string current_dir() {
+  char buf[PATH_MAX];
+  if (!::getcwd(buf, sizeof buf)) return "";
+  return buf;
+}
+
+std::string env(const char* name) {
+  const char* v = std::getenv(name);
+  return v ? v : "";
+}
+
+std::string user_dir(const char* which) {
+  std::string home = env("HOME");
+  if (home.empty()) return "";
+  std::string config = env("XDG_CONFIG_HOME");
+  if (config.empty()) config = home + "/.config";
+  std::string key = std::string("XDG_") + which + "_DIR=";
+  if (std::FILE* fp = std::fopen((config + "/user-dirs.dirs").c_str(), "rb")) {
+    char line[1024];
+    while (std::fgets(line, sizeof line, fp)) {
+      if (std::strncmp(line, key.c_str(), key.size()) != 0) continue;
+      std::string value = line + key.size();
+      while (!value.empty() && (value.back() == '\n' || value.back() == '\r')) value.pop_back();
+      if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+        value = value.substr(1, value.size() - 2);
+      if (value.rfind("$HOME", 0) == 0) value = home + value.substr(5);
+      std::fclose(fp);
+      while (value.size() > 1 && value.back() == kSep) value.pop_back();
+      return value;
+    }
+    std::fclose(fp);
+  }
+  if (std::strcmp(which, "DESKTOP") == 0) return home + "/Desktop";
+  if (std::strcmp(which, "DOCUMENTS") == 0) return home + "/Documents";
+  return "";
+}
+
+int locale_code() {
+  std::string loc;
+  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    loc = env(name);
+    if (!loc.empty()) break;
+  }
+  for (char& c : loc) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (loc.find("EUC") != std::string::npos) return 2;
+  for (const char* sj : {"SJIS", "CP932", "SHIFT_JIS", "SHIFTJIS", "SHIFT-JIS"})
+    if (loc.find(sj) != std::string::npos) return 1;
+  return 3;
+}
+
+int64_t now_seconds() { return static_cast<int64_t>(::time(nullptr)); }
+
+LocalTime local_time(int64_t t) {
+  time_t tt = static_cast<time_t>(t);
+  struct tm tmv;
+  std::memset(&tmv, 0, sizeof tmv);
+  if (!::localtime_r(&tt, &tmv)) return LocalTime{1970, 1, 1, 0, 0, 0, 4};
+  return LocalTime{tmv.tm_year + 1900, tmv.tm_mon + 1, tmv.tm_mday, tmv.tm_hour,
+                   tmv.tm_min,         tmv.tm_sec,     tmv.tm_wday};
+}
+
+int64_t make_local_time(const LocalTime& lt) {
+  struct tm tmv;
+  std::memset(&tmv, 0, sizeof tmv);
+  tmv.tm_year = lt.year - 1900;
+  tmv.tm_mon = lt.month - 1;
+  tmv.tm_mday = lt.day;
+  tmv.tm_hour = lt.hour;
+  tmv.tm_min = lt.minute;
+  tmv.tm_sec = lt.second;
+  tmv.tm_isdst = -1;
+  time_t t = ::mktime(&tmv);
+  return static_cast<int64_t>(t);
+}
+
+void sleep_seconds(int n) {
+  if (n <= 0) return;
+  struct timespec ts;
+  ts.tv_sec = n;
+  ts.tv_nsec = 0;
+  while (::nanosleep(&ts, &ts) != 0 && errno == EINTR) {
+  }
+}
+
+bool lock_range(std::FILE* fp, int64_t length) {
+  struct flock fl;
+  std::memset(&fl, 0, sizeof fl);
+  fl.l_type = F_WRLCK;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = 0;
+  fl.l_len = static_cast<off_t>(length);
+  return ::fcntl(fileno(fp), F_SETLK, &fl) == 0;
+}
+
+void unlock_range(std::FILE* fp, int64_t length) {
+  struct flock fl;
+  std::memset(&fl, 0, sizeof fl);
+  fl.l_type = F_UNLCK;
+  fl.l_whence = SEEK_SET;
+  fl.l_start = 0;
+  fl.l_len = static_cast<off_t>(length);
+  ::fcntl(fileno(fp), F_SETLK, &fl);
+}
+
+void write_stdout(const char* data, size_t len) {
+  if (len) std::fwrite(data, 1, len, stdout);
+}
+
+void flush_stdout() { std::fflush(stdout); }
+
+}  // namespace tz::os

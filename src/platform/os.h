@@ -1,0 +1,87 @@
+// The only code that calls the operating system (POSIX). Paths are in the
+// file-name code of the platform (UTF-8) and use '/' as separator.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace tz::os {
+
+constexpr char kSep = '/';
+
+struct FileInfo {
+  bool exists = false;
+  bool is_dir = false;
+  int64_t size = 0;
+  int64_t mtime = 0;     // last write time, seconds since the epoch
+  int64_t atime = 0;
+  int64_t birthtime = 0;  // creation time where the file system keeps one, else mtime
+};
+
+// Status of a path, following symbolic links. False (and errno) when it can't be read.
+bool stat_path(const std::string& path, FileInfo* info);
+// Status of an open file.
+bool stat_file(std::FILE* fp, FileInfo* info);
+
+// Sets access and modification time of a file.
+bool set_file_times(const std::string& path, int64_t atime, int64_t mtime);
+
+// Creates one folder. 0 made, 1 it already exists, -1 failed (errno set).
+int make_dir(const std::string& path);
+bool remove_file(const std::string& path);
+bool rename_file(const std::string& from, const std::string& to);
+
+// A folder being read entry by entry. Hidden entries are names that begin with '.'.
+struct DirEntry {
+  std::string name;
+  bool is_dir = false;      // a real folder (a symbolic link to a folder is not entered)
+  bool is_link = false;
+  bool hidden = false;
+};
+class DirReader {
+ public:
+  DirReader() = default;
+  DirReader(const DirReader&) = delete;
+  DirReader& operator=(const DirReader&) = delete;
+  ~DirReader() { close(); }
+  bool open(const std::string& dir);  // false: the folder can't be read
+  bool next(DirEntry* entry);         // false: no more entries; "." and ".." included
+  void close();
+  bool is_open() const { return handle_ != nullptr; }
+
+ private:
+  void* handle_ = nullptr;
+  std::string dir_;
+};
+
+// Folder of the running executable with its closing separator, or TANZAKU_HOME.
+std::string program_dir();
+// Current folder of the process, without closing separator ("" if unknown).
+std::string current_dir();
+// Value of an environment variable; empty when unset.
+std::string env(const char* name);
+// XDG user folder ("DESKTOP", "DOCUMENTS"), without closing separator; "" if unknown.
+std::string user_dir(const char* which);
+// The console's kanji code from the locale: 1 Shift_JIS, 2 EUC-JP, 3 UTF-8.
+int locale_code();
+
+// Seconds since the epoch, and the local time of a moment (TZ honoured).
+int64_t now_seconds();
+struct LocalTime {
+  int year, month, day, hour, minute, second, weekday;
+};
+LocalTime local_time(int64_t t);
+// The same moment for a local date and time (-1 if it can't be had).
+int64_t make_local_time(const LocalTime& lt);
+void sleep_seconds(int n);
+
+// Non-blocking advisory write lock over a byte range of an open file; true = held.
+bool lock_range(std::FILE* fp, int64_t length);
+void unlock_range(std::FILE* fp, int64_t length);
+
+// Writes bytes to standard output.
+void write_stdout(const char* data, size_t len);
+void flush_stdout();
+
+}  // namespace tz::os
