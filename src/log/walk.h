@@ -22,7 +22,4 @@ void list_folder(Run& run, int single);
 // Makes file n of the list current. 1 no more; 0 src_path, src_dir, src_file, src_base set.
 int next_file(Run& run, int n);
 
-// The file name test: equal without `wild`, else the pattern with * and ?.
-bool name_matches(std::string_view pattern, std::string_view name, bool wild);
-
 }  // namespace tz
