@@ -237,6 +237,15 @@ struct Totals {
   int64_t wr_lo = 0;
 };
 
+// Adds `n` bytes to a total of two words, with one carry step per addition.
+inline void add_total(int64_t& hi, int64_t& lo, int64_t n) {
+  lo += n;
+  if (lo >= 1000000000) {
+    lo -= 1000000000;
+    hi += 1;
+  }
+}
+
 // The fields of the log line in hand (made by next_line).
 struct LineFields {
   char* fields[9] = {};
