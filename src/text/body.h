@@ -8,9 +8,13 @@
 namespace tz {
 
 struct Run;
+struct Post;
 
 // Fills run.post from run.line (the fields made by next_line).
 void read_post(Run& run);
+
+// Ends post.body where the line limit cut it; a carriage return before the cut goes too.
+void cut_body(Post& post);
 
 // Cleans `title` (code `code_from`, 0 = guess) in place; converts it to `code_to`
 // (0 = leave). `mode` 11 full cleaning, -1 conversion alone; `size` is its room.

@@ -5,6 +5,15 @@
 
 namespace tz {
 
-struct ConvertState {};
+// Work strings of the converter and the body scanner. They live as long as the run, so
+// that their room is reserved once and reused by every post.
+struct ConvertState {
+  std::string block;      // the post block being built
+  std::string date_work;  // copy of the date field that read_post works on
+  std::string link;       // a web address being collected for shortening
+  std::string note;       // the omission note of a cut body
+  std::string text;       // head, foot and title blocks; the excerpt's text
+  std::string fold;       // the excerpt's text being folded
+};
 
 }  // namespace tz
