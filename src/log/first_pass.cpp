@@ -1,0 +1,231 @@
+#include "log/first_pass.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "codes/convert.h"
+#include "log/identify.h"
+#include "platform/os.h"
+#include "run/run.h"
+#include "text/dates.h"
+
+namespace tz {
+
+namespace {
+
+constexpr size_t kWalkBlock = 204800;  // most logs of a long walk fit one block
+constexpr int kLineGiveUp = 10000;
+constexpr size_t kDateCut = 254;
+
+// Finds the first post line from the head: the first line with 3 or more separators.
+size_t find_first_post(const char* text, size_t len, int look) {
+  const char* end = text + len;
+  const char* p = text;
+  int lines = 0;
+  while (lines < look) {
+    if (count_separators(p, end) >= 3) return static_cast<size_t>(p - text);
+    const char* lf = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(end - p)));
+    if (!lf) return 0;
+    p = lf + 1;
+    if (++lines >= kLineGiveUp) return 0;
+  }
+  return static_cast<size_t>(p - text);
+}
+
+// Finds the end of the last post line, searching from the end of the text.
+size_t find_last_post(const char* text, size_t len, int look) {
+  size_t stretch_end = len;
+  int lines = 0;
+  for (;;) {
+    const void* lf = stretch_end ? memrchr(text, '\n', stretch_end) : nullptr;
+    size_t start = lf ? static_cast<size_t>(static_cast<const char*>(lf) - text) + 1 : 0;
+    if (count_separators(text + start, text + stretch_end) >= 3 || start == 0) break;
+    if (++lines >= look) break;
+    stretch_end = start - 1;  // the line feed that closes the line before
+  }
+  if (lines >= kLineGiveUp && stretch_end > 0) return stretch_end - 1;
+  return stretch_end;
+}
+
+// The separator of the line at `p`: "<>" if it holds one before its line feed.
+std::string_view line_separator(const char* p) {
+  const char* lf = std::strchr(p, '\n');
+  const char* sep = std::strstr(p, "<>");
+  if (sep && (!lf || sep < lf)) return "<>";
+  return ",";
+}
+
+// Skips `n` separators from `p`; null when one isn't found or lies behind `last`.
+const char* skip_separators(const char* p, std::string_view sep, int n, const char* last) {
+  for (int i = 0; i < n; ++i) {
+    const char* hit = std::strstr(p, sep.data());
+    if (!hit || hit > last) return nullptr;
+    p = hit + sep.size();
+  }
+  return p;
+}
+
+// A date text counts when its first slash has a digit on both sides.
+bool slash_date(std::string_view text) {
+  size_t slash = text.find('/');
+  if (slash == std::string_view::npos || slash == 0 || slash + 1 >= text.size()) return false;
+  auto digit = [](char c) { return c >= '0' && c <= '9'; };
+  return digit(text[slash - 1]) && digit(text[slash + 1]);
+}
+
+std::string first_date_text(const char* text, const char* first, const char* last, int numbered) {
+  const char* p = first;
+  while (p && *p) {
+    std::string_view sep = line_separator(p);
+    const char* field = skip_separators(p, sep, 2 + numbered, last);
+    if (!field) return std::string();
+    const char* stop = std::strstr(field, sep.data());
+    size_t len = stop ? static_cast<size_t>(stop - field) : std::strlen(field);
+    std::string_view date(field, len < kDateCut ? len : kDateCut);
+    if (slash_date(date)) return std::string(date);
+    const char* lf = std::strchr(p, '\n');
+    if (!lf) break;
+    p = lf + 1;
+  }
+  (void)text;
+  return std::string();
+}
+
+void read_into(Run& run, char* out, const std::string& date) {
+  if (date.empty()) return;
+  DateInfo info;
+  char digits[20] = {};
+  read_date(run, &info, digits, date.c_str(), run.code_out, 0);
+  std::memcpy(out, digits, 17);
+}
+
+}  // namespace
+
+int read_log(Run& run) {
+  Sflg& f = run.sflg;
+  const Cmdm& c = run.cmdm;
+  LogBuffer& log = run.log;
+  os::FileInfo info;
+  if (!os::stat_path(run.paths.src_path, &info) || info.size < 1) return 4;
+  std::FILE* fp = std::fopen(run.paths.src_path.c_str(), "rb");
+  if (!fp) {
+    run.last_err = errno;
+    return 1;
+  }
+  f.fsize = info.size;
+  add_total(run.totals.rd_hi, run.totals.rd_lo, f.fsize);
+
+  // Room for the text in the output code, which may be longer than the log.
+  size_t base = static_cast<size_t>(f.fsize + f.fsize / 10);
+  size_t factor = 1;
+  if (run.code_out != f.code_in) {
+    factor += (f.code_in == kSjis || f.code_in == kEuc) ? 1 : 0;
+    factor += run.code_out == kUtf8 ? 1 : 0;
+  }
+  if (o_forced_in(c) || o_no_log_check(c)) factor = 3;
+  size_t need = factor * base;
+  if ((c.s || c.src_wild) && need < kWalkBlock) need = kWalkBlock;
+  if (log.sfile.size() < need) {
+    try {
+      log.sfile.resize(need);
+    } catch (const std::bad_alloc&) {
+      std::fclose(fp);
+      return 2;
+    }
+  }
+
+  size_t want = static_cast<size_t>(f.fsize);
+  if (want > log.sfile.size() - 1) want = log.sfile.size() - 1;
+  size_t got = std::fread(log.sfile.data(), 1, want, fp);
+  if (got == 0 || std::ferror(fp)) {
+    run.last_err = errno;
+    std::vector<char>().swap(log.sfile);
+    log.len = 0;
+    std::fclose(fp);
+    return 3;
+  }
+  char* text = log.sfile.data();
+  text[got] = '\0';
+  clean_text(text, f.code_in, got, 1);
+  log.len = got;
+  if (run.code_conv && log.log_first < got) {
+    size_t room = log.sfile.size() - log.log_first;
+    log.len = log.log_first + convert_code(run, text + log.log_first, kCodeAuto, run.code_out, room);
+  }
+
+  int head_kb = o_head_kb(c);
+  int look = head_kb ? head_kb * 1000 : 5;
+  log.log_first = find_first_post(text, log.len, look);
+  log.log_last = find_last_post(text, log.len, look);
+
+  size_t lfs = 0;
+  size_t crs = 0;
+  if (log.log_first <= log.log_last) {
+    const char* p = text + log.log_first;
+    const char* end = text + (log.log_last < log.len ? log.log_last + 1 : log.len);
+    for (; p < end; ++p) {
+      lfs += *p == '\n';
+      crs += *p == '\r';
+    }
+  }
+  f.rescount = static_cast<int>(lfs);
+  f.fsize -= static_cast<int64_t>(crs);
+  f.fsize_kb = (f.fsize + 1023) / 1024;
+  std::fclose(fp);
+  return 0;
+}
+
+void take_dates(Run& run, Times& times) {
+  LogBuffer& log = run.log;
+  if (log.sfile.empty()) return;
+  const char* text = log.sfile.data();
+  const char* last = text + log.log_last;
+  int numbered = run.sflg.subkind == 4 ? 1 : 0;
+  std::string first = first_date_text(text, text + log.log_first, last, numbered);
+  if (log.log_last <= 1) return;
+
+  std::string last_date;
+  std::string age_date;
+  size_t line_end = log.log_last;
+  for (;;) {
+    const void* lf = line_end ? memrchr(text, '\n', line_end) : nullptr;
+    size_t start = lf ? static_cast<size_t>(static_cast<const char*>(lf) - text) + 1 : 0;
+    const char* p = text + start;
+    std::string_view sep = line_separator(p);
+    const char* mail = skip_separators(p, sep, 1 + numbered, text + log.len);
+    const char* mail_end = mail ? std::strstr(mail, sep.data()) : nullptr;
+    if (!mail_end) {
+      age_date = first;
+      break;
+    }
+    bool sage = std::string_view(mail, static_cast<size_t>(mail_end - mail)).find("sage") !=
+                std::string_view::npos;
+    const char* date = mail_end + sep.size();
+    const char* stop = std::strchr(date, sep[0]);
+    if (stop) {
+      std::string_view field(date, static_cast<size_t>(stop - date));
+      if (slash_date(field)) {
+        std::string text_of(field.substr(0, field.size() < kDateCut ? field.size() : kDateCut));
+        if (last_date.empty()) last_date = text_of;
+        if (!sage) {
+          age_date = text_of;
+          break;
+        }
+      }
+    }
+    if (start == 0) {
+      age_date = first;
+      break;
+    }
+    line_end = start - 1;
+  }
+  read_into(run, times.first, first);
+  read_into(run, times.age, age_date);
+  read_into(run, times.last, last_date);
+  for (char* t : {times.first, times.last, times.age})
+    if (t[0] == '\0') std::memcpy(t, "0000000000000000", 17);
+}
+
+}  // namespace tz

@@ -1,0 +1,368 @@
+#include "place/output.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "codes/convert.h"
+#include "common/byte_tables.h"
+#include "common/strings.h"
+#include "platform/os.h"
+#include "run/console.h"
+#include "run/run.h"
+#include "text/body.h"
+
+namespace tz {
+
+namespace {
+
+constexpr size_t kPathCut = 255;
+constexpr size_t kOutBuffer = 1 << 16;
+
+void append_cut(std::string& to, std::string_view piece, size_t limit) {
+  to.append(piece.substr(0, piece.size() < limit ? piece.size() : limit));
+}
+
+// The name of the n-th folder of `dir` from its end (1 = the last), "" if there is none.
+std::string folder_from_end(const std::string& dir, int n) {
+  std::string piece;
+  if (path_piece(dir, &piece, n, 1) != 0) return std::string();
+  return piece;
+}
+
+// A name out of thread text (Shift_JIS): blanks trimmed, bad characters replaced.
+std::string clean_folder_name(const std::string& in, const std::string& out) {
+  if (in.empty()) return out;
+  size_t start = 0;
+  while (start < in.size() && start < 255 && in[start] == ' ') ++start;
+  std::string name = in.substr(start, 255);
+  while (name.size() > 1 && name.back() == ' ') name.pop_back();
+  for (size_t i = 0; i < name.size(); ++i) {
+    unsigned char c = static_cast<unsigned char>(name[i]);
+    if (tbl::sjis[c] & tbl::kLead && !(tbl::sjis[c] & tbl::kSingle) && i + 1 < name.size()) {
+      ++i;
+      continue;
+    }
+    if (c && std::strchr(tbl::bad_name, c)) name[i] = '-';
+  }
+  clean_text(name, kSjis, 255);
+  return name;
+}
+
+// Shift_JIS thread text as a piece of a path (the file-name code).
+std::string path_text(const std::string& sjis) { return utf8_from_sjis(sjis); }
+
+// Replaces each bad character of a name by '-' in its first `reach` bytes (Shift_JIS).
+void replace_bad_chars(std::string& name, size_t reach) {
+  for (size_t i = 0; i < name.size() && i < reach; ++i) {
+    unsigned char c = static_cast<unsigned char>(name[i]);
+    if ((tbl::sjis[c] & tbl::kLead) && !(tbl::sjis[c] & tbl::kSingle)) {
+      ++i;
+      continue;
+    }
+    if (c && std::strchr(tbl::bad_name, c)) name[i] = '-';
+  }
+}
+
+// Key digits of the log's name: 1 a short key, 2 a long key, 0 none.
+int key_kind(const std::string& file) {
+  size_t digits = 0;
+  while (digits < file.size() && digits < 256 && file[digits] >= '0' && file[digits] <= '9')
+    ++digits;
+  if (digits >= file.size() || file[digits] != '.') return 0;
+  if (digits == 9 && file[0] == '9') return 1;
+  if (digits == 10 && (file.compare(0, 3, "924") == 0 || file[0] == '1')) return 2;
+  return 0;
+}
+
+std::string piece_format(int pieces, int i) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, pieces < 100 ? "_%02d" : pieces < 10000 ? "_%04d" : "_%05d", i);
+  return buf;
+}
+
+// Fills the widths of tokens such as "%05num%" with the running number.
+void fill_num_widths(const Run& run, std::string& name, int n) {
+  size_t from = 0;
+  for (;;) {
+    size_t at = name.find("num%", from);
+    if (at == std::string::npos) return;
+    size_t pct = at == 0 ? std::string::npos : name.rfind('%', at - 1);
+    if (pct == std::string::npos) return;
+    std::string token = name.substr(pct, at + 4 - pct);
+    std::string width = name.substr(pct + 1, at - pct - 1);
+    char format[64];
+    std::snprintf(format, sizeof format, "%%0%sd", width.substr(0, 40).c_str());
+    char number[300];
+    int w = std::atoi(width.c_str());
+    if (w < 0 || w > 250) std::snprintf(format, sizeof format, "%%d");
+    std::snprintf(number, sizeof number, format, n);
+    replace_text(run, name, token, number, 256, kSjis, 1);
+    from = at;
+  }
+}
+
+}  // namespace
+
+void place_output(Run& run, const Times& times) {
+  const Cmdm& c = run.cmdm;
+  Paths& p = run.paths;
+  Sflg& f = run.sflg;
+  if (c.st) return;
+  std::string& dst = p.dst_path;
+  if (c.a_str.empty() && !c.a_r) {
+    p.out_sub.clear();
+    if (!p.out_root.empty()) dst = (c.a_c || !c.s) ? p.out_root : p.dst_mirror;
+    else dst = (c.a_c || !c.s) ? p.src_arg_dir : p.src_dir;
+  } else {
+    bool deep = f.menu_tree + f.dat_tree != 0;
+    std::string board_dir = folder_from_end(p.src_dir, deep ? 2 : 1);
+    std::string server_dir = folder_from_end(p.src_dir, deep ? 3 : 2);
+    const std::string& a = c.a_str;
+    int key_form = a.find('F') != std::string::npos ? 2 : a.find('f') != std::string::npos ? 1 : 0;
+    if (a.find('s') != std::string::npos && f.server.empty())
+      f.server = server_dir.empty() ? "unknown" : server_dir;
+
+    std::string key_text;
+    std::string key_code;
+    if (key_form) {
+      bool kako = key_form == 2 && a[0] != 'F';
+      std::string prefix = kako ? "kako/" : "";
+      key_code = kako ? "k" : "";
+      int key = key_kind(p.src_file);
+      const std::string& b = p.src_base;
+      if (key == 0) {
+        key_text = prefix + (key_form == 1 ? "unknown/" : "unknown/unknown/");
+        key_code += key_form == 1 ? "4" : "45";
+      } else if (key == 1) {
+        key_text = prefix + b.substr(0, 3) + "/";
+        key_code += "3";
+      } else {
+        key_text = prefix + b.substr(0, 4) + "/";
+        if (key_form == 2) key_text += b.substr(0, 5) + "/";
+        key_code += key_form == 1 ? "4" : "45";
+      }
+    }
+    std::string kind_text;
+    if (a.find('B') != std::string::npos) {
+      std::string kind = f.bbs_name;
+      convert_code(run, kind, kCodeAuto, kSjis, 256);
+      kind = clean_folder_name(kind, "");
+      kind_text = (kind.empty() ? "unknown" : path_text(kind)) + "/";
+    }
+    std::string board_text;
+    if (a.find_first_of("bn") != std::string::npos) {
+      std::string board;
+      if (a.find('n') != std::string::npos) {
+        board = run.brd[0].name;
+        convert_code(run, board, run.brd[0].name_code, kSjis, 256);
+      } else {
+        board = run.brd[0].dir;
+      }
+      board = clean_folder_name(board, "");
+      board = board.empty() ? board_dir : path_text(board);
+      board_text = (board.empty() ? "unknown" : board) + "/";
+    }
+    std::string date_text;
+    if (a.find('d') != std::string::npos) {
+      std::string first(times.first);
+      bool unknown = first.empty() || first == "0000000000000000";
+      date_text = (unknown ? std::string("unknown") : first.substr(0, 6)) + "/";
+    }
+
+    p.out_sub.clear();
+    if (!c.a_r) {
+      dst = p.out_root;
+    } else {
+      dst = p.dst_mirror;
+      int extra = sep_pos(p.dst_mirror, -1) - sep_pos(p.out_root, -1);
+      for (int i = 0; i < extra; ++i) p.out_sub += 'r';
+    }
+    for (char letter : a) {
+      switch (letter) {
+        case 'B':
+          append_cut(dst, kind_text, kPathCut);
+          p.out_sub += 'B';
+          break;
+        case 's':
+          append_cut(dst, f.server, kPathCut - 1);
+          dst += '/';
+          p.out_sub += 's';
+          break;
+        case 'b':
+        case 'n':
+          append_cut(dst, board_text, kPathCut);
+          p.out_sub += letter;
+          break;
+        case 'f':
+        case 'F':
+          append_cut(dst, key_text, kPathCut);
+          p.out_sub += key_code;
+          break;
+        case 'd':
+          append_cut(dst, date_text, kPathCut);
+          p.out_sub += 'd';
+          break;
+      }
+    }
+  }
+  // A split thread gets a folder of its own, named after its log.
+  if (c.d && !c.a_c) {
+    f.dfile_dir = sjis_path(p.src_base.substr(0, 1023));
+    dst += p.src_base.substr(0, 1023) + "/";
+  } else {
+    f.dfile_dir.clear();
+  }
+}
+
+int make_name(Run& run, int n) {
+  const Cmdm& c = run.cmdm;
+  Paths& p = run.paths;
+  Sflg& f = run.sflg;
+  std::string file = p.src_base;
+  if (f.k_shitaraba == 3 && f.comma_sub != 0) {
+    std::string lower = file;
+    lower_case(lower, kUtf8);
+    if (lower.size() >= 8 && lower.find_first_not_of("0123456789abcdef") >= 8) {
+      f.key = static_cast<int32_t>(std::strtoul(lower.substr(0, 8).c_str(), nullptr, 16));
+      if (lower.size() > 8) {
+        std::string rest = lower.substr(8);
+        for (char& ch : rest)
+          if (ch < '0' || ch > '9') ch = ' ';
+        char buf[64];
+        std::snprintf(buf, sizeof buf, "%d_%d", f.key, std::atoi(rest.c_str()));
+        file = buf;
+      }
+    }
+  }
+  std::string suffix;
+  if (c.d) {
+    int adj = (c.d == 100 || c.d == 200 || c.d == 250 || c.d == 500) && f.rescount > 1000 ? 3 : 0;
+    f.pieces = (f.rescount - adj - 1) / c.d + 1;
+    f.piece = 1;
+    suffix = piece_format(f.pieces, 1);
+  }
+  std::string name = file;
+  if (c.t) {
+    // The name is composed in Shift_JIS, then made a name of the file system.
+    name = c.t_fmt;
+    std::string title = f.tname_sjis.substr(0, 511);
+    clean_title(run, title, kSjis, kSjis, 11, 512);
+    bool title_only = name == "%threadtitle%";
+    replace_text(run, name, "%threadtitle%", title, 256, kSjis, 0);
+    if (!title_only) {
+      replace_text(run, name, "%num%", std::to_string(n), 256, kSjis, 0);
+      replace_text(run, name, "%sfilename%", sjis_path(file), 256, kSjis, 0);
+      replace_text(run, name, "%boarddirname%", run.brd[0].dir, 256, kSjis, 0);
+      fill_num_widths(run, name, n);
+    }
+    replace_bad_chars(name, 200);
+    if (name.size() > 236) name.resize(236);
+    clean_text(name, kSjis, 255);
+    name = path_text(name);
+  }
+  p.out_no = 0;  // numbers come from the index records of the output folder
+  std::string mark = p.out_no ? "[" + std::to_string(p.out_no) + "]" : "";
+  run.dfile_div.clear();
+  if (c.d) {
+    run.dfile_div.reserve(static_cast<size_t>(f.pieces));
+    for (int i = 1; i <= f.pieces; ++i) {
+      std::string piece = name + piece_format(f.pieces, i) + mark + p.out_ext;
+      if (piece.size() > kPathCut) piece.resize(kPathCut);
+      run.dfile_div.push_back(std::move(piece));
+    }
+  }
+  p.out_base = name + suffix + mark;
+  if (p.out_base.size() > kPathCut) p.out_base.resize(kPathCut);
+  p.out_name = p.out_base + p.out_ext;
+  if (p.out_name.size() > kPathCut) p.out_name.resize(kPathCut);
+  return 0;
+}
+
+int decide_overwrite(Run& run) {
+  const Cmdm& c = run.cmdm;
+  Paths& p = run.paths;
+  Batch& b = run.batch;
+  int result = 0;
+  bool unknown = false;
+  os::FileInfo src;
+  os::FileInfo out;
+  if (!o_no_receiver(c) && !c.st) {
+    p.out_path = p.dst_path + p.out_name;
+    if (p.out_path.size() > kPathCut) p.out_path.resize(kPathCut);
+    bool src_ok = os::stat_path(p.src_path, &src);
+    bool out_ok = os::stat_path(p.out_path, &out);
+    result = out_ok ? 1 : 0;
+    if (src_ok && out_ok && c.u != 0) {
+      // Nothing is known of the earlier conversion without index records: the
+      // output's own date and size stand for its source's.
+      unknown = true;
+      int64_t old_time = 0;
+      int64_t old_size = 0;
+      if (c.u == 3) {
+        result = 2;
+      } else {
+        if (c.u == 2) {
+          old_size = out.size;
+          if (src.size <= old_size) result = 2;
+        }
+        if (result != 2) {
+          old_time = out.mtime;
+          if (src.mtime <= old_time) result = 2;
+        }
+      }
+    }
+  }
+  if (unknown) {
+    if (!b.warned && c.s && c.t) say(run, msg(run, Msg::no_index_info));
+    b.warned = 1;
+  }
+  if (result == 0) return 0;
+  if (result == 1) return 2;
+  Msg word = c.u == 1 ? Msg::cond_time : c.u == 2 ? Msg::cond_size : Msg::cond_none;
+  say(run, msg(run, Msg::no_overwrite), sjis_path(p.src_path).c_str(), msg(run, word));
+  b.list_only = (c.i_others && unknown) ? 1 : 0;
+  b.list_only_count += b.list_only;
+  b.status = b.list_only ? 0 : 5;
+  return b.list_only ? 3 : 4;
+}
+
+int open_output(Run& run, int n, int64_t* ftime) {
+  const Cmdm& c = run.cmdm;
+  Paths& p = run.paths;
+  if (c.st) return 0;
+  if (!c.a_c && !p.out_root.empty() && ((c.s && n == 1) || c.a || c.d)) {
+    if (make_dirs(run, p.dst_path, p.out_root) != 0) return 2;
+  }
+  p.out_path = p.dst_path + p.out_name;
+  int result = 0;
+  os::FileInfo src;
+  if (os::stat_path(p.src_path, &src)) *ftime = src.mtime;
+  else result = 5;
+  run.out_fp = std::fopen(p.out_path.c_str(), "wb");
+  if (run.out_fp) {
+    if (run.out_buf.size() < kOutBuffer) run.out_buf.resize(kOutBuffer);
+    std::setvbuf(run.out_fp, run.out_buf.data(), _IOFBF, run.out_buf.size());
+    return result;
+  }
+  if (c.d) run.dfile_div.clear();
+  return 1;
+}
+
+int make_dirs(Run& run, const std::string& path, const std::string& root) {
+  if (root.size() > 255) return 255;
+  size_t pos = root.size();
+  for (;;) {
+    size_t sep = path.find(os::kSep, pos);
+    if (sep == std::string::npos) return 0;
+    std::string partial = path.substr(0, sep);
+    if (!partial.empty() && os::make_dir(partial) < 0) {
+      say(run, msg(run, Msg::mkdir_fail), sjis_path(partial).c_str());
+      return 1;
+    }
+    pos = sep + 1;
+  }
+}
+
+}  // namespace tz
