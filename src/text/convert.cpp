@@ -193,6 +193,9 @@ int next_piece(Run& run, int post_no, const Times& times) {
       f.pieces = -1;
       return 1;
     }
+    if (!run.out_buf.empty()) {
+      std::setvbuf(run.out_fp, run.out_buf.data(), _IOFBF, run.out_buf.size());
+    }
     progress_line(run, f.ow);
   }
   write_thread_head(run);
