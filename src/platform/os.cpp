@@ -98,20 +98,18 @@ bool DirReader::next(DirEntry* entry) {
   if (!de) return false;
   entry->name = de->d_name;
   entry->hidden = de->d_name[0] == '.';
-  entry->is_link = false;
-  entry->is_dir = false;
   unsigned char type = de->d_type;
-  if (type == DT_UNKNOWN) {
-    struct stat st;
-    std::string full = dir_ + entry->name;
-    if (::lstat(full.c_str(), &st) == 0) {
-      if (S_ISDIR(st.st_mode)) type = DT_DIR;
-      else if (S_ISLNK(st.st_mode)) type = DT_LNK;
-      else type = DT_REG;
-    }
+  struct stat st;
+  if (type == DT_UNKNOWN && ::lstat((dir_ + entry->name).c_str(), &st) == 0) {
+    if (S_ISDIR(st.st_mode)) type = DT_DIR;
+    else if (S_ISLNK(st.st_mode)) type = DT_LNK;
+    else if (S_ISREG(st.st_mode)) type = DT_REG;
   }
   entry->is_dir = type == DT_DIR;
   entry->is_link = type == DT_LNK;
+  entry->is_file = type == DT_REG;
+  if (entry->is_link && ::stat((dir_ + entry->name).c_str(), &st) == 0)
+    entry->is_file = S_ISREG(st.st_mode);
   return true;
 }
 

@@ -33,9 +33,13 @@ bool remove_file(const std::string& path);
 bool rename_file(const std::string& from, const std::string& to);
 
 // A folder being read entry by entry. Hidden entries are names that begin with '.'.
+// Only real folders and files count: a symbolic link to a folder is neither a folder nor
+// a file (so a link loop can't trap a walk), a link to a file is a file, and pipes,
+// sockets and devices are neither (opening a pipe would hang the run).
 struct DirEntry {
   std::string name;
-  bool is_dir = false;      // a real folder (a symbolic link to a folder is not entered)
+  bool is_dir = false;   // a real folder
+  bool is_file = false;  // a regular file, or a symbolic link to one
   bool is_link = false;
   bool hidden = false;
 };
