@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace tz::os {
 
@@ -43,20 +44,23 @@ struct DirEntry {
   bool is_link = false;
   bool hidden = false;
 };
+// The entries of a folder are handed out in the order of their names (ASCII letters
+// compared as capitals, then bytes), whatever order the file system keeps, so that a
+// walk visits folders in the same order on every machine.
 class DirReader {
  public:
   DirReader() = default;
   DirReader(const DirReader&) = delete;
   DirReader& operator=(const DirReader&) = delete;
-  ~DirReader() { close(); }
   bool open(const std::string& dir);  // false: the folder can't be read
   bool next(DirEntry* entry);         // false: no more entries; "." and ".." included
   void close();
-  bool is_open() const { return handle_ != nullptr; }
+  bool is_open() const { return open_; }
 
  private:
-  void* handle_ = nullptr;
-  std::string dir_;
+  std::vector<DirEntry> entries_;
+  size_t next_ = 0;
+  bool open_ = false;
 };
 
 // Folder of the running executable with its closing separator, or TANZAKU_HOME.
