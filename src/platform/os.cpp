@@ -7,6 +7,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -82,42 +83,65 @@ bool rename_file(const std::string& from, const std::string& to) {
   return ::rename(from.c_str(), to.c_str()) == 0;
 }
 
+namespace {
+
+// Folder order: ASCII letters compared as capitals, then the bytes themselves.
+bool entry_before(const DirEntry& a, const DirEntry& b) {
+  size_t n = a.name.size() < b.name.size() ? a.name.size() : b.name.size();
+  for (size_t i = 0; i < n; ++i) {
+    unsigned char x = static_cast<unsigned char>(std::toupper(static_cast<unsigned char>(a.name[i])));
+    unsigned char y = static_cast<unsigned char>(std::toupper(static_cast<unsigned char>(b.name[i])));
+    if (x != y) return x < y;
+  }
+  if (a.name.size() != b.name.size()) return a.name.size() < b.name.size();
+  return a.name < b.name;
+}
+
+void fill_entry(const std::string& dir, const struct dirent* de, DirEntry* entry) {
+  entry->name = de->d_name;
+  entry->hidden = de->d_name[0] == '.';
+  unsigned char type = de->d_type;
+  struct stat st;
+  std::string full = dir + entry->name;
+  if (type == DT_UNKNOWN && ::lstat(full.c_str(), &st) == 0) {
+    if (S_ISDIR(st.st_mode)) type = DT_DIR;
+    else if (S_ISLNK(st.st_mode)) type = DT_LNK;
+    else if (S_ISREG(st.st_mode)) type = DT_REG;
+  }
+  entry->is_dir = type == DT_DIR;
+  entry->is_link = type == DT_LNK;
+  entry->is_file = type == DT_REG;
+  if (entry->is_link && ::stat(full.c_str(), &st) == 0) entry->is_file = S_ISREG(st.st_mode);
+}
+
+}  // namespace
+
 bool DirReader::open(const std::string& dir) {
   close();
   DIR* d = ::opendir(dir.empty() ? "." : dir.c_str());
   if (!d) return false;
-  handle_ = d;
-  dir_ = dir;
-  if (!dir_.empty() && dir_.back() != kSep) dir_ += kSep;
+  std::string prefix = dir;
+  if (!prefix.empty() && prefix.back() != kSep) prefix += kSep;
+  while (struct dirent* de = ::readdir(d)) {
+    entries_.emplace_back();
+    fill_entry(prefix, de, &entries_.back());
+  }
+  ::closedir(d);
+  std::sort(entries_.begin(), entries_.end(), entry_before);
+  open_ = true;
   return true;
 }
 
 bool DirReader::next(DirEntry* entry) {
-  if (!handle_) return false;
-  struct dirent* de = ::readdir(static_cast<DIR*>(handle_));
-  if (!de) return false;
-  entry->name = de->d_name;
-  entry->hidden = de->d_name[0] == '.';
-  entry->is_link = false;
-  entry->is_dir = false;
-  unsigned char type = de->d_type;
-  if (type == DT_UNKNOWN) {
-    struct stat st;
-    std::string full = dir_ + entry->name;
-    if (::lstat(full.c_str(), &st) == 0) {
-      if (S_ISDIR(st.st_mode)) type = DT_DIR;
-      else if (S_ISLNK(st.st_mode)) type = DT_LNK;
-      else type = DT_REG;
-    }
-  }
-  entry->is_dir = type == DT_DIR;
-  entry->is_link = type == DT_LNK;
+  if (!open_ || next_ >= entries_.size()) return false;
+  *entry = entries_[next_++];
   return true;
 }
 
 void DirReader::close() {
-  if (handle_) ::closedir(static_cast<DIR*>(handle_));
-  handle_ = nullptr;
+  entries_.clear();
+  next_ = 0;
+  open_ = false;
 }
 
 std::string program_dir() {

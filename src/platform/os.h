@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace tz::os {
 
@@ -33,26 +34,33 @@ bool remove_file(const std::string& path);
 bool rename_file(const std::string& from, const std::string& to);
 
 // A folder being read entry by entry. Hidden entries are names that begin with '.'.
+// Only real folders and files count: a symbolic link to a folder is neither a folder nor
+// a file (so a link loop can't trap a walk), a link to a file is a file, and pipes,
+// sockets and devices are neither (opening a pipe would hang the run).
 struct DirEntry {
   std::string name;
-  bool is_dir = false;      // a real folder (a symbolic link to a folder is not entered)
+  bool is_dir = false;   // a real folder
+  bool is_file = false;  // a regular file, or a symbolic link to one
   bool is_link = false;
   bool hidden = false;
 };
+// The entries of a folder are handed out in the order of their names (ASCII letters
+// compared as capitals, then bytes), whatever order the file system keeps, so that a
+// walk visits folders in the same order on every machine.
 class DirReader {
  public:
   DirReader() = default;
   DirReader(const DirReader&) = delete;
   DirReader& operator=(const DirReader&) = delete;
-  ~DirReader() { close(); }
   bool open(const std::string& dir);  // false: the folder can't be read
   bool next(DirEntry* entry);         // false: no more entries; "." and ".." included
   void close();
-  bool is_open() const { return handle_ != nullptr; }
+  bool is_open() const { return open_; }
 
  private:
-  void* handle_ = nullptr;
-  std::string dir_;
+  std::vector<DirEntry> entries_;
+  size_t next_ = 0;
+  bool open_ = false;
 };
 
 // Folder of the running executable with its closing separator, or TANZAKU_HOME.
