@@ -141,6 +141,11 @@ int resolve_paths(Run& run) {
   if (!c.s) {
     if (check_path(run, p.src_path, &p.src_file, 2)) return 2;
     result = c.src_wild ? 0 : 1;
+    // A named file is found without regard to case; open it under the name it has, as
+    // a case-blind file system would.
+    if (!c.src_wild && !p.src_dir.empty() &&
+        p.src_path.compare(p.src_dir.size(), std::string::npos, p.src_file) != 0)
+      p.src_path = p.src_dir + p.src_file;
   } else if (check_path(run, p.src_dir, &p.src_file, 3)) {
     return 2;
   }

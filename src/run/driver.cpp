@@ -239,7 +239,7 @@ void file_steps(Run& run, DriverState& ds) {
       run.out_fp = nullptr;
       if (c.ct) copy_source_time(run, p.out_path);
     }
-    if (!o_no_receiver(c)) {
+    if (!o_no_receiver(c) && !c.st) {
       os::FileInfo out;
       if (os::stat_path(p.out_path, &out)) add_total(run.totals.wr_hi, run.totals.wr_lo, out.size);
     }
