@@ -127,13 +127,9 @@ int read_log(Run& run) {
   if (o_forced_in(c) || o_no_log_check(c)) factor = 3;
   size_t need = factor * base;
   if ((c.s || c.src_wild) && need < kWalkBlock) need = kWalkBlock;
-  if (log.sfile.size() < need) {
-    try {
-      log.sfile.resize(need);
-    } catch (const std::bad_alloc&) {
-      std::fclose(fp);
-      return 2;
-    }
+  if (!log.sfile.grow(need)) {
+    std::fclose(fp);
+    return 2;
   }
 
   size_t want = static_cast<size_t>(f.fsize);
@@ -141,7 +137,7 @@ int read_log(Run& run) {
   size_t got = std::fread(log.sfile.data(), 1, want, fp);
   if (got == 0 || std::ferror(fp)) {
     run.last_err = errno;
-    std::vector<char>().swap(log.sfile);
+    log.sfile.release();
     log.len = 0;
     std::fclose(fp);
     return 3;

@@ -52,7 +52,7 @@ std::string total_text(int64_t hi, int64_t lo) {
 void title_from_first_line(Run& run) {
   Sflg& f = run.sflg;
   if (!((f.tname_dat.empty() && f.tname_idx.empty()) || f.k_abroad == 1)) return;
-  const std::vector<char>& buf = run.log.sfile;
+  const ByteBlock& buf = run.log.sfile;
   if (buf.empty()) return;
   const char* text = buf.data();
   const char* lf = std::strchr(text, '\n');
@@ -363,7 +363,7 @@ void folder_loop(Run& run, DriverState& ds) {
       if (ds.single == 1) break;
     }
     b.folder_no += 1;
-    std::vector<char>().swap(run.log.sfile);
+    run.log.sfile.release();
     run.log.len = 0;
     if (c.v_mode == 1 && b.folder_done > b.best_done) {
       b.best_done = b.folder_done;

@@ -6,6 +6,9 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -266,9 +269,43 @@ struct Post {
   int cut_lines = 0;
 };
 
+// A heap block of bytes that grows without clearing what it gets: the log is read over
+// it at once, so filling it with zeros first would be work thrown away.
+class ByteBlock {
+ public:
+  char* data() { return data_.get(); }
+  const char* data() const { return data_.get(); }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  // Makes room for `n` bytes; the contents are not kept. False: out of memory.
+  bool grow(size_t n) {
+    if (n <= size_) return true;
+    char* p = new (std::nothrow) char[n];
+    if (!p) return false;
+    data_.reset(p);
+    size_ = n;
+    return true;
+  }
+  // Holds `n` bytes of `text` and a NUL behind them.
+  void assign(const char* text, size_t n) {
+    release();
+    grow(n + 1);
+    std::memcpy(data_.get(), text, n);
+    data_[n] = '\0';
+  }
+  void release() {
+    data_.reset();
+    size_ = 0;
+  }
+
+ private:
+  std::unique_ptr<char[]> data_;
+  size_t size_ = 0;
+};
+
 // The whole log of the thread in hand, kept and regrown across the files of a folder.
 struct LogBuffer {
-  std::vector<char> sfile;  // the text, ended by a NUL; size() is log_cap
+  ByteBlock sfile;          // the text, ended by a NUL; size() is log_cap
   size_t len = 0;           // bytes of text in sfile
   size_t log_first = 0;     // offset of the first post line
   size_t log_last = 0;      // offset of the last byte that counts (inclusive)

@@ -53,8 +53,7 @@ std::string drain(std::FILE* fp) {
 }
 
 void load_log(Run& run, std::string_view log) {
-  run.log.sfile.assign(log.begin(), log.end());
-  run.log.sfile.push_back('\0');
+  run.log.sfile.assign(log.data(), log.size());
   run.log.len = log.size();
   run.log.log_first = 0;
 }
