@@ -42,7 +42,7 @@ void convert_slot(Run& run, Slot& slot, int code) {
 
 const char* store_const(Run& run, std::string_view text) {
   Stores& s = run.str;
-  if (s.const_fill + text.size() > kConstStoreSize - 1) {
+  if (s.const_fill + text.size() > kConstStoreSize) {
     fatal(run, sj(kMessageTexts[static_cast<int>(Msg::const_overflow)]).c_str(), 401);
   }
   char* p = s.const_array + s.const_fill;
