@@ -22,11 +22,15 @@ std::unique_ptr<Run> make_run() {
   return run;
 }
 
-std::string S(const char* utf8) { return sjis_from_utf8(utf8); }
+std::string S(const char* utf8) {
+  return sjis_from_utf8(utf8);
+}
 
 // The messages go to standard output; in a death test it is sent to standard error,
 // where the expected pattern is looked for.
-void console_to_stderr() { dup2(2, 1); }
+void console_to_stderr() {
+  dup2(2, 1);
+}
 
 TEST(Stores, ConstantsAndRowsInShiftJis) {
   auto run = make_run();
@@ -162,8 +166,8 @@ TEST(SelectStrings, LabelsByLanguageAndCode) {
        "[\xA4\xB3\xA4\xB3\xB2\xF5\xA4\xEC\xA4\xC6\xA4\xDE\xA4\xB9]", "\xC6\xFC"},
       {"Taiwan in Big5", 1, kBig5, big5_name, "\xA1\x47", big5_date, " ", "", "no title",
        "[Broken log]", S("日")},
-      {"Taiwan labels stay Big5", 1, kUtf8, big5_name, "\xA1\x47", big5_date, " ", "",
-       "no title", "[Broken log]", "日"},
+      {"Taiwan labels stay Big5", 1, kUtf8, big5_name, "\xA1\x47", big5_date, " ", "", "no title",
+       "[Broken log]", "日"},
       {"English in UTF-8", 2, kUtf8, "Name: ", ": ", " date: ", ": ", "", "no title",
        "[Broken log]", "日"},
       {"English in Shift_JIS", 2, kSjis, "Name: ", ": ", " date: ", ": ", "", "no title",
@@ -244,9 +248,11 @@ TEST(PageWords, WordsByLanguageAndPageCode) {
   } cases[] = {
       {"thread list in UTF-8", 1, 0, kUtf8, kSjis, "スレッド一覧", "過去ログ倉庫", "トップページ",
        "まちＢＢＳ"},
-      {"tree pages in EUC-JP", 2, 0, kUtf8, kEuc, "\xA5\xB9\xA5\xEC\xA5\xC3\xA5\xC9\xB0\xEC\xCD\xF7",
+      {"tree pages in EUC-JP", 2, 0, kUtf8, kEuc,
+       "\xA5\xB9\xA5\xEC\xA5\xC3\xA5\xC9\xB0\xEC\xCD\xF7",
        "\xB2\xE1\xB5\xEE\xA5\xED\xA5\xB0\xC1\xD2\xB8\xCB",
-       "\xA5\xC8\xA5\xC3\xA5\xD7\xA5\xDA\xA1\xBC\xA5\xB8", "\xA4\xDE\xA4\xC1\xA3\xC2\xA3\xC2\xA3\xD3"},
+       "\xA5\xC8\xA5\xC3\xA5\xD7\xA5\xDA\xA1\xBC\xA5\xB8",
+       "\xA4\xDE\xA4\xC1\xA3\xC2\xA3\xC2\xA3\xD3"},
       {"Taiwan in Shift_JIS", 1, 1, kSjis, kUtf8, S("スレッド一覧"), S("過去ログ倉庫"),
        S("トップページ"), S("まちＢＢＳ")},
       {"no page code", 2, 0, kUtf8, 0, S("スレッド一覧"), S("過去ログ倉庫"), S("トップページ"),
