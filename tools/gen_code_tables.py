@@ -83,12 +83,28 @@ def main():
     for i, page in enumerate(pages):
         page_index[page] = i + 1  # 0 = page without any character
 
+    # The IBM extensions that neither JIS X 0208 nor JIS X 0212 holds have cells of
+    # their own in rows 83 and 84 of the supplementary set (8F F3 F3 to 8F F4 FE).
+    # Some of them (the Roman numerals, the numero, the telephone and the company
+    # signs) are also in NEC row 13, which the encoder of the mapping prefers, so the
+    # cells are found by decoding them rather than by encoding the character.
+    own_cell = {}
+    for row in (0xF3, 0xF4):
+        for cell in range(0xA1, 0xFF):
+            euc = bytes([0x8F, row, cell])
+            r = subprocess.run(["iconv", "-f", "EUC-JP-MS", "-t", "UTF-16LE"],
+                               input=euc, capture_output=True)
+            if r.returncode == 0 and len(r.stdout) == 2:
+                own_cell[int.from_bytes(r.stdout, "little")] = euc
+
     ibm = []
     for lead in (0xFA, 0xFB, 0xFC):
         for trail in TRAILS:
             ucs = decode[(lead, trail)]
             euc = b""
-            if ucs:
+            if ucs in own_cell:
+                euc = own_cell[ucs]
+            elif ucs:
                 r = subprocess.run(["iconv", "-f", "UTF-16LE", "-t", "EUC-JP-MS"],
                                    input=chr(ucs).encode("utf-16-le"), capture_output=True)
                 if r.returncode == 0:

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "codes/code_tables.h"
@@ -216,7 +217,11 @@ size_t sjis_to_euc(Run& run, char* text, size_t size) {
   bool small = len < 2048;
   size_t area = small ? 4096 : size + 1;
   std::string& out = run.scratch;
-  out.assign(area, '\0');
+  try {
+    out.assign(area, '\0');
+  } catch (const std::bad_alloc&) {
+    fatal(run, msg(run, Msg::no_memory), 135);
+  }
   unsigned char* w = ubytes(out.data());
   const unsigned char* t = ubytes(text);
   size_t i = 0;
@@ -275,7 +280,8 @@ size_t sjis_to_utf8(Run& run, char* text, size_t size) {
   out.clear();
   append_utf8_from_sjis(out, text, len);
   if (out.empty()) return len;
-  size_t cut = out.size() > size ? size - 3 : out.size();
+  // Longer than the room: cut 3 bytes short of it (and at nothing in a room under 3).
+  size_t cut = out.size() > size ? (size > 3 ? size - 3 : 0) : out.size();
   return write_back(text, out, cut, size);
 }
 

@@ -37,7 +37,9 @@ uint32_t single_byte_ucs(unsigned c) {
   return 0;  // a lead byte
 }
 
-// Decodes one UTF-8 character at p[0..n); returns its length, 0xFFFD for invalid bytes.
+// Decodes one UTF-8 character at p[0..n) and returns its length. An ill-formed
+// sequence gives one U+FFFD for its longest well-formed start (at least its first
+// byte), as the platform's decoder does.
 size_t decode_utf8(const unsigned char* p, size_t n, uint32_t* u) {
   unsigned c = p[0];
   if (c < 0x80) {
@@ -46,32 +48,34 @@ size_t decode_utf8(const unsigned char* p, size_t n, uint32_t* u) {
   }
   size_t len;
   uint32_t v;
+  unsigned lo = 0x80;  // range of the second byte; the others are 80 to BF
+  unsigned hi = 0xBF;
   if (c >= 0xC2 && c <= 0xDF) {
     len = 2;
     v = c & 0x1F;
   } else if (c >= 0xE0 && c <= 0xEF) {
     len = 3;
     v = c & 0x0F;
+    if (c == 0xE0) lo = 0xA0;  // no overlong forms
+    if (c == 0xED) hi = 0x9F;  // no surrogates
   } else if (c >= 0xF0 && c <= 0xF4) {
     len = 4;
     v = c & 0x07;
+    if (c == 0xF0) lo = 0x90;
+    if (c == 0xF4) hi = 0x8F;  // nothing above U+10FFFF
   } else {
     *u = 0xFFFD;
     return 1;
   }
-  if (len > n) {
-    *u = 0xFFFD;
-    return 1;
-  }
   for (size_t i = 1; i < len; ++i) {
-    if ((p[i] & 0xC0) != 0x80) {
+    if (i >= n || p[i] < lo || p[i] > hi) {
       *u = 0xFFFD;
       return i;
     }
     v = (v << 6) | (p[i] & 0x3F);
+    lo = 0x80;
+    hi = 0xBF;
   }
-  bool overlong = (len == 3 && v < 0x800) || (len == 4 && (v < 0x10000 || v > 0x10FFFF));
-  if (overlong || (v >= 0xD800 && v <= 0xDFFF)) v = 0xFFFD;
   *u = v;
   return len;
 }
@@ -122,11 +126,13 @@ void append_sjis_from_utf8(std::string& out, const char* text, size_t n) {
     }
     uint32_t u;
     i += decode_utf8(p + i, n - i, &u);
-    uint16_t code = 0;
-    if (u < 0x10000) {
-      uint8_t page = kUcsPage[u >> 8];
-      if (page) code = kUcsToSjis[page][u & 0xFF];
+    if (u >= 0x10000) {
+      out += "??";  // two UTF-16 units, neither of them a character of the code page
+      continue;
     }
+    uint16_t code = 0;
+    uint8_t page = kUcsPage[u >> 8];
+    if (page) code = kUcsToSjis[page][u & 0xFF];
     if (code == 0) {
       out += '?';
     } else if (code < 0x100) {

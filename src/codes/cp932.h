@@ -11,7 +11,7 @@ namespace tz {
 void append_utf8_from_sjis(std::string& out, const char* p, size_t n);
 
 // Appends the Shift_JIS form of `n` bytes of UTF-8; a character that the code page
-// lacks, and every invalid sequence, gives "?".
+// lacks, and every ill-formed sequence, gives "?"; one beyond U+FFFF gives "??".
 void append_sjis_from_utf8(std::string& out, const char* p, size_t n);
 
 }  // namespace tz

@@ -1,5 +1,6 @@
 #include "codes/guess.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "common/byte_tables.h"
@@ -9,8 +10,9 @@ namespace tz {
 
 namespace {
 
-int euc_score(const unsigned char* t, long n) {
-  int e = 0;
+// Scores are 64-bit: a long text of bad bytes would run a 32-bit one out of range.
+int64_t euc_score(const unsigned char* t, long n) {
+  int64_t e = 0;
   long i = 0;
   while (i <= n) {
     unsigned c = t[i];
@@ -34,8 +36,8 @@ int euc_score(const unsigned char* t, long n) {
   return e;
 }
 
-int sjis_score(const unsigned char* t, long n) {
-  int s = 0;
+int64_t sjis_score(const unsigned char* t, long n) {
+  int64_t s = 0;
   long i = 0;
   while (i <= n) {
     unsigned c = t[i];
@@ -62,8 +64,8 @@ int sjis_score(const unsigned char* t, long n) {
   return s >= 0 ? s / 2 : -((-s + 1) / 2);
 }
 
-int utf8_score(const unsigned char* t, long n) {
-  int u = 0;
+int64_t utf8_score(const unsigned char* t, long n) {
+  int64_t u = 0;
   int state = 1;
   int len = 0;
   for (long i = 0; i < n; ++i) {
@@ -89,14 +91,17 @@ int utf8_score(const unsigned char* t, long n) {
 }  // namespace
 
 int guess_code(const char* text, long limit) {
-  long n = static_cast<long>(std::strlen(text));
-  if (limit <= 0) n = 0;
-  else if (limit - 2 < n) n = limit - 2;
-  if (n < 0) n = 0;
+  // The passes read at most limit bytes: the length is looked for no further either.
+  long n = 0;
+  if (limit > 0) {
+    n = static_cast<long>(strnlen(text, static_cast<size_t>(limit)));
+    if (limit - 2 < n) n = limit - 2;
+    if (n < 0) n = 0;
+  }
   const auto* t = reinterpret_cast<const unsigned char*>(text);
-  int e = euc_score(t, n);
-  int s = sjis_score(t, n);
-  int u = utf8_score(t, n);
+  int64_t e = euc_score(t, n);
+  int64_t s = sjis_score(t, n);
+  int64_t u = utf8_score(t, n);
   if (s >= e && s >= u) return kSjis;
   if (e > s && e > u) return kEuc;
   if (u > s && u > e) return kUtf8;

@@ -109,12 +109,9 @@ void open_log(Run& run) {
   std::string path = c.exe_dir + run.str.log_name;
   run.log_fp = std::fopen(path.c_str(), "wb");
   if (!run.log_fp) {
-    if (c.l && !c.v) {
-      c.l = false;
-      c.conmode = 1;
-    } else {
-      c.conmode = 0;  // /v: the console alone receives it
-    }
+    // /l is off from here; /v keeps conmode 0, which then reaches the console alone.
+    c.conmode = c.v ? 0 : 1;
+    c.l = false;
     return;
   }
   if (c.l) c.conmode = c.ck ? 0 : 2;

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "codes/convert.h"
 #include "platform/os.h"
 #include "run/console.h"
 #include "run/run.h"
@@ -12,7 +13,11 @@ namespace tz {
 
 void fatal(Run& run, const char* message, const char* code) {
   say(run, message);
-  say(run, msg(run, Msg::abort), code);
+  // A stop while the messages are being stored (401) finds no stored abort line.
+  std::string abort_line = run.str.cmsg[static_cast<int>(Msg::abort)]
+                               ? msg(run, Msg::abort)
+                               : sjis_from_utf8(kMessageTexts[static_cast<int>(Msg::abort)]);
+  say(run, abort_line.c_str(), code);
   wait_seconds(run, 5);
   std::fflush(nullptr);
   std::exit(6);

@@ -42,7 +42,7 @@ void convert_slot(Run& run, Slot& slot, int code) {
 
 const char* store_const(Run& run, std::string_view text) {
   Stores& s = run.str;
-  if (s.const_fill + text.size() > kConstStoreSize - 1) {
+  if (s.const_fill + text.size() > kConstStoreSize) {
     fatal(run, sj(kMessageTexts[static_cast<int>(Msg::const_overflow)]).c_str(), 401);
   }
   char* p = s.const_array + s.const_fill;
@@ -188,9 +188,11 @@ void select_strings(Run& run, int stage) {
       break;
   }
   if (f.k_abroad == 0 && run.code_out > kSjis) {
-    // The language-dependent slots; the page words follow the page code instead.
-    for (Slot* slot : {&s.label_name, &s.label_name_off, &s.label_date, &s.label_date_off,
-                       &s.label_mail, &s.cut_note, &s.no_title_text, &s.broken_text}) {
+    // Every vstr slot, the page words included: page_words writes them again only
+    // when its own key changes, so pages made later may show them in code_out.
+    for (Slot* slot : {&s.newline, &s.url_sep, &s.label_name, &s.label_name_off, &s.label_date,
+                       &s.label_date_off, &s.label_mail, &s.cut_note, &s.no_title_text,
+                       &s.broken_text, &s.log_store, &s.top_page, &s.thread_list, &s.machi}) {
       convert_slot(run, *slot, run.code_out);
     }
   }

@@ -24,7 +24,8 @@ struct Slot {
 };
 
 struct Stores {
-  char const_array[kConstStoreSize] = {};
+  // One byte beyond the size: a string that ends the store exactly keeps its NUL.
+  char const_array[kConstStoreSize + 1] = {};
   size_t const_fill = 0;
   char vari_array[kVariStoreSize] = {};
   size_t vari_fill = 0;

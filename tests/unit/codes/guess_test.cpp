@@ -1,0 +1,88 @@
+#include "codes/guess.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "run/run.h"
+
+namespace tz {
+namespace {
+
+struct GuessCase {
+  const char* what;
+  std::string text;
+  long limit;
+  int code;
+};
+
+TEST(GuessCode, ScoresTheThreeCodes) {
+  const GuessCase cases[] = {
+      {"empty text", "", 100, kSjis},
+      {"pure ASCII", "1<>name<>sage<>2008/01/01<> body <>title", 100, kSjis},
+      {"hiragana in EUC-JP", "\xA4\xA2\xA4\xA4\xA4\xA6", 100, kEuc},
+      {"hiragana in UTF-8", "\xE3\x81\x82\xE3\x81\x84\xE3\x81\x86", 100, kUtf8},
+      {"hiragana in Shift_JIS", "\x82\xA0\x82\xA2\x82\xA4", 100, kSjis},
+      {"kanji of level 2 in Shift_JIS", "\x98\x9F\xEA\xA4", 100, kSjis},
+      {"half-width kana in Shift_JIS", "\xB1\xB2\xB3", 100, kSjis},
+      // 8E B1 is worth 1 as EUC-JP but 4 as a Shift_JIS pair: 3 against 12 / 2.
+      {"half-width kana in EUC-JP", "\x8E\xB1\x8E\xB2\x8E\xB3", 100, kSjis},
+      {"katakana in EUC-JP", "\xA5\xA2\xA5\xA4", 100, kEuc},
+      // e and u are both 1, s is -13 after halving.
+      {"tie of EUC-JP and UTF-8", "\x8E\xC3\x8F", 100, kCodeAuto},
+      // s is -25: halved towards minus infinity it is -13, below u = -12.
+      {"halving rounds down", "\x80\x8E\xC3\xC3", 100, kUtf8},
+      // The EUC-JP and Shift_JIS passes read n + 1 bytes: with limit 4, n is 2 and the
+      // pair at offset 2 still counts for EUC-JP, but UTF-8 sees only "ab".
+      {"byte at n counts", "ab\xA4\xA2", 4, kEuc},
+      {"pair beyond n + 1", "ab\xA4\xA2", 3, kSjis},
+      {"limit 0 still reads the first byte", "\xA4\xA2", 0, kEuc},
+      {"negative limit", "\xA4\xA2\xA4\xA2", -5, kEuc},
+  };
+  for (const GuessCase& c : cases) {
+    EXPECT_EQ(guess_code(c.text.c_str(), c.limit), c.code) << c.what;
+  }
+}
+
+TEST(GuessCode, SurvivesLongRunsOfBadBytes) {
+  // 0x80 costs 30 points as Shift_JIS, 15 as EUC-JP and 1 as UTF-8: with 72 million
+  // of them the Shift_JIS sum passes the range of 32 bits before it is halved.
+  std::string text(72000000, '\x80');
+  EXPECT_EQ(guess_code(text.c_str(), static_cast<long>(text.size()) + 2), kUtf8);
+}
+
+struct ChooseCase {
+  const char* what;
+  uint8_t code_in;
+  uint32_t m2;
+  uint8_t i_code;
+  uint8_t tpl_list;
+  uint8_t tpl_tree;
+  int out, list, tree;
+};
+
+TEST(ChooseCode, OutputAndPageCodes) {
+  const ChooseCase cases[] = {
+      {"nothing known", 0, 0, 0, 0, 0, kSjis, 0, 0},
+      {"code of the log", kEuc, 0, 0, kSjis, kUtf8, kEuc, kSjis, kUtf8},
+      {"/m forces UTF-8", kEuc, 0x6, 0, 0, 0, kUtf8, 0, 0},
+      {"/m forces EUC-JP", kSjis, 0x4, 0, 0, 0, kEuc, 0, 0},
+      {"/i digit 10", kSjis, 0, kEuc, kSjis, kSjis, kSjis, kEuc, kEuc},
+      {"Big5 wins everything", kBig5, 0x6, kUtf8, kSjis, kSjis, kBig5, kBig5, kBig5},
+  };
+  for (const ChooseCase& c : cases) {
+    auto run = std::make_unique<tz::Run>();
+    run->sflg.code_in = c.code_in;
+    run->cmdm.m2 = c.m2;
+    run->cmdm.i_code = c.i_code;
+    run->tpl_code_list = c.tpl_list;
+    run->tpl_code_tree = c.tpl_tree;
+    EXPECT_EQ(choose_code(*run, 0), c.out) << c.what;
+    EXPECT_EQ(choose_code(*run, 1), c.list) << c.what;
+    EXPECT_EQ(choose_code(*run, 2), c.tree) << c.what;
+  }
+}
+
+}  // namespace
+}  // namespace tz
