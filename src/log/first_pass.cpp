@@ -1,11 +1,13 @@
 #include "log/first_pass.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
 #include "codes/convert.h"
+#include "common/byte_search.h"
 #include "log/identify.h"
 #include "platform/os.h"
 #include "run/run.h"
@@ -159,12 +161,9 @@ int read_log(Run& run) {
   size_t lfs = 0;
   size_t crs = 0;
   if (log.log_first <= log.log_last) {
-    const char* p = text + log.log_first;
-    const char* end = text + (log.log_last < log.len ? log.log_last + 1 : log.len);
-    for (; p < end; ++p) {
-      lfs += *p == '\n';
-      crs += *p == '\r';
-    }
+    const char* from = text + log.log_first;
+    const char* to = text + (log.log_last < log.len ? log.log_last + 1 : log.len);
+    count_two(from, to, '\n', '\r', &lfs, &crs);
   }
   f.rescount = static_cast<int>(lfs);
   f.fsize -= static_cast<int64_t>(crs);

@@ -6,6 +6,7 @@
 
 #include "codes/convert.h"
 #include "codes/guess.h"
+#include "common/byte_search.h"
 #include "common/byte_tables.h"
 #include "common/strings.h"
 #include "run/run.h"
@@ -37,6 +38,13 @@ constexpr std::array<std::array<uint8_t, 256>, 4> make_stops() {
 }
 constexpr auto kStops = make_stops();
 
+// The same sets for the vector search.
+const ByteSet& stop_set(int set) {
+  static const ByteSet kSets[4] = {ByteSet(kStops[0]), ByteSet(kStops[1]), ByteSet(kStops[2]),
+                                   ByteSet(kStops[3])};
+  return kSets[set];
+}
+
 struct Entity {
   std::string_view text;
   char repl;
@@ -67,7 +75,7 @@ bool istarts(std::string_view text, size_t at, std::string_view s) {
 // The state of one read_post: the stop set and the line count of the body.
 struct Scanner {
   Run& run;
-  const std::array<uint8_t, 256>& stops;
+  const ByteSet& stops;
   int limit;
   bool short_links;
   std::string_view brk;
@@ -140,7 +148,7 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
       }
       run.post.cut = cut;
     }
-    while (p < end && !s.stops[static_cast<uint8_t>(*p)]) ++p;
+    p = s.stops.find(p, end);
     if (p >= end) {
       if (end - head > static_cast<ptrdiff_t>(kFieldRoom)) return false;
       flush(end);
@@ -410,7 +418,7 @@ void read_post(Run& run) {
   const bool comma_log = run.sflg.kind == 1;
   Scanner s{
       run,
-      kStops[(comma_log ? 1 : 0) + (m_short_links(cm) ? 2 : 0)],
+      stop_set((comma_log ? 1 : 0) + (m_short_links(cm) ? 2 : 0)),
       m_line_limit(cm),
       m_short_links(cm),
       run.str.body_break.view(),
