@@ -95,6 +95,9 @@ bool check_path(Run& run, const std::string& path, std::string* name_out, int mo
     if (reader.open(dir)) {
       while (reader.next(&entry)) {
         if (entry.name == "." || entry.name == "..") continue;
+        // A pipe or a device is no log, and opening a pipe would wait for a writer
+        // for ever.
+        if (!entry.is_dir && !entry.is_file) continue;
         // The system's find: what it finds, the folder's file list takes too.
         if (!find_matches(pattern, entry.name)) continue;
         found = true;
