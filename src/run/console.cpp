@@ -109,12 +109,9 @@ void open_log(Run& run) {
   std::string path = c.exe_dir + run.str.log_name;
   run.log_fp = std::fopen(path.c_str(), "wb");
   if (!run.log_fp) {
-    if (c.l && !c.v) {
-      c.l = false;
-      c.conmode = 1;
-    } else {
-      c.conmode = 0;  // /v: the console alone receives it
-    }
+    // No log is no failure: /l is off, and /v goes on with the console alone.
+    c.l = false;
+    c.conmode = c.v ? 0 : 1;
     return;
   }
   if (c.l) c.conmode = c.ck ? 0 : 2;
