@@ -90,13 +90,16 @@ bool check_path(Run& run, const std::string& path, std::string* name_out, int mo
   } else {
     std::string dir = folder_part(path);
     std::string_view pattern = std::string_view(path).substr(dir.size());
-    bool wild = pattern.find_first_of("?*") != std::string_view::npos;
     os::DirReader reader;
     os::DirEntry entry;
     if (reader.open(dir)) {
       while (reader.next(&entry)) {
         if (entry.name == "." || entry.name == "..") continue;
-        if (!name_matches(pattern, entry.name, wild)) continue;
+        // A pipe or a device is no log, and opening a pipe would wait for a writer
+        // for ever.
+        if (!entry.is_dir && !entry.is_file) continue;
+        // The system's find: what it finds, the folder's file list takes too.
+        if (!find_matches(pattern, entry.name)) continue;
         found = true;
         name = entry.name;
         break;

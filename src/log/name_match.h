@@ -10,4 +10,9 @@ namespace tz {
 // next pattern character is tried.
 bool name_matches(std::string_view pattern, std::string_view name, bool wild);
 
+// The test of a folder lookup, as the system's find makes it: * any run, ? one
+// character, letters in any case, with backtracking; a closing ".*" also takes names
+// without a dot. Used by the folder scans and by the existence check of a source.
+bool find_matches(std::string_view pattern, std::string_view name);
+
 }  // namespace tz

@@ -53,50 +53,6 @@ bool is_dot_entry(const std::string& name) {
   return name == "." || name == "..";
 }
 
-// Bytes of the UTF-8 character at `i`; a stray byte counts as one character.
-size_t char_len(std::string_view s, size_t i) {
-  size_t n = 1;
-  if (static_cast<unsigned char>(s[i]) >= 0xC0)
-    while (n < 4 && i + n < s.size() && (static_cast<unsigned char>(s[i + n]) & 0xC0) == 0x80) ++n;
-  return n;
-}
-
-// The pattern test of a folder scan: * any run, ? one character, letters in any case,
-// with backtracking (unlike name_matches, which is the program's own test).
-bool glob_matches(std::string_view pat, std::string_view name) {
-  size_t i = 0;
-  size_t j = 0;
-  size_t star = std::string_view::npos;
-  size_t mark = 0;
-  while (j < name.size()) {
-    if (i < pat.size() && pat[i] == '?') {
-      ++i;
-      j += char_len(name, j);
-    } else if (i < pat.size() && pat[i] == '*') {
-      star = i++;
-      mark = j;
-    } else if (i < pat.size() && ascii_lower(pat[i]) == ascii_lower(name[j])) {
-      ++i;
-      ++j;
-    } else if (star != std::string_view::npos) {
-      i = star + 1;
-      mark += char_len(name, mark);
-      j = mark;
-    } else {
-      return false;
-    }
-  }
-  while (i < pat.size() && pat[i] == '*') ++i;
-  return i == pat.size();
-}
-
-// A closing ".*" also takes names without a dot, so that "*.*" is every name.
-bool search_matches(std::string_view pat, std::string_view name) {
-  if (glob_matches(pat, name)) return true;
-  return pat.size() >= 2 && pat.ends_with(".*") &&
-         glob_matches(pat.substr(0, pat.size() - 2), name);
-}
-
 // /z: the names of thread keys, 9 digits from "9" or 10 digits from "1" (or "924"),
 // followed by the extension.
 bool z_name(std::string_view name) {
@@ -313,7 +269,7 @@ bool find_next(FindScan& scan, const std::string& search, int folders, int z_tes
     if (folders == 0 && entry->is_dir) continue;
     if (folders == 1 && !entry->is_dir) continue;
     if (entry->hidden) continue;
-    if (!search_matches(scan.pattern, entry->name)) continue;
+    if (!find_matches(scan.pattern, entry->name)) continue;
     if (z_test == 1 && !z_name(entry->name)) continue;
     return true;
   }

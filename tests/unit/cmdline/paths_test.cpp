@@ -1,6 +1,7 @@
 #include "cmdline/paths.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "cmdline_fixture.h"
@@ -161,6 +162,8 @@ TEST(Paths, CheckPathFindsFoldersAndFirstMatches) {
   dir.mkdir("empty");
   dir.touch("logs/notes.txt");
   dir.touch("logs/1234.dat");
+  dir.touch("dots/a.b.dat");
+  ASSERT_EQ(::mkfifo((dir.mkdir("pipes") + "/p.dat").c_str(), 0600), 0);
   auto owner = std::make_unique<tz::Run>();
   tz::Run& run = *owner;
   init_stores(run);
@@ -176,6 +179,13 @@ TEST(Paths, CheckPathFindsFoldersAndFirstMatches) {
       {dir.at("logs/NOTES.TXT"), 2, false, "notes.txt"},
       {dir.at("logs/????.dat"), 2, false, "1234.dat"},
       {dir.at("logs/*.idx"), 0, true, ""},
+      // The lookup finds what the folder's file list takes: "*.dat" reaches past the
+      // first dot, unlike the walk's own name test.
+      {dir.at("dots/*.dat"), 2, false, "a.b.dat"},
+      {dir.at("dots/A.B.DAT"), 2, false, "a.b.dat"},
+      // A pipe is no log: opening it would wait for a writer for ever.
+      {dir.at("pipes/p.dat"), 0, true, ""},
+      {dir.at("pipes/*.dat"), 0, true, ""},
       {dir.at("nosuch/"), 0, true, ""},
       {dir.at("logs/notes.txt/"), 0, true, ""},  // a file is no folder
   };
