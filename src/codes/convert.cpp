@@ -6,6 +6,10 @@
 #include <new>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "codes/code_tables.h"
 #include "codes/cp932.h"
 #include "codes/guess.h"
@@ -90,23 +94,52 @@ size_t write_back(char* text, const std::string& out, size_t cut, size_t size) {
   return n;
 }
 
+// What the sweep of a Shift_JIS text does with a first byte: keep it, look at the pair
+// it leads, or put the byte through tbl::ctrl_blank (a blank for an invalid first byte).
+enum : uint8_t { kKeep = 0, kPair = 1, kSweep = 2 };
+constexpr std::array<uint8_t, 256> make_sjis_action() {
+  std::array<uint8_t, 256> t{};
+  for (int c = 0; c < 256; ++c) {
+    uint8_t cls = tbl::sjis[c];
+    if (cls & (tbl::kSingle | tbl::kKana)) t[c] = tbl::ctrl_blank[c] == c ? kKeep : kSweep;
+    else if (cls & tbl::kLead) t[c] = kPair;
+    else t[c] = kSweep;
+  }
+  return t;
+}
+constexpr auto kSjisAction = make_sjis_action();
+
+#if defined(__SSE2__)
+// Sixteen bytes from 0x20 to 0x7E: a run of plain ASCII, which the sweep keeps.
+inline bool plain_ascii16(const unsigned char* p) {
+  __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+  __m128i ok = _mm_and_si128(_mm_cmpgt_epi8(x, _mm_set1_epi8(0x1F)),
+                             _mm_cmplt_epi8(x, _mm_set1_epi8(0x7F)));
+  return _mm_movemask_epi8(ok) == 0xFFFF;
+}
+#endif
+
 void clean_sjis(unsigned char* t, size_t n) {
   if (n == 0) return;
+  const size_t last = n - 1;  // a pair needs its second byte inside the text
   size_t i = 0;
-  while (i + 1 < n) {
+  while (i < last) {
     unsigned c = t[i];
-    if (c >= 0x20 && c < 0x7F) {  // plain ASCII: the common run
+    uint8_t action = kSjisAction[c];
+    if (action == kPair) {
+      if (tbl::sjis[t[i + 1]] & tbl::kTrail) {
+        i += 2;
+      } else {
+        t[i] = kBlank;
+        ++i;
+      }
+    } else if (action == kKeep) {
       ++i;
-      continue;
-    }
-    uint8_t cls = tbl::sjis[c];
-    if (cls & (tbl::kSingle | tbl::kKana)) {
-      t[i] = tbl::ctrl_blank[c];
-      ++i;
-    } else if ((cls & tbl::kLead) && (tbl::sjis[t[i + 1]] & tbl::kTrail)) {
-      i += 2;
+#if defined(__SSE2__)
+      while (i + 16 <= last && plain_ascii16(t + i)) i += 16;
+#endif
     } else {
-      t[i] = kBlank;
+      t[i] = (tbl::sjis[c] & (tbl::kSingle | tbl::kKana)) ? tbl::ctrl_blank[c] : kBlank;
       ++i;
     }
   }
@@ -276,22 +309,27 @@ size_t sjis_to_euc(Run& run, char* text, size_t size) {
 
 size_t sjis_to_utf8(Run& run, char* text, size_t size) {
   size_t len = strnlen(text, size);
-  std::string& out = run.scratch;
-  out.clear();
-  append_utf8_from_sjis(out, text, len);
-  if (out.empty()) return len;
+  ByteBlock& out = run.conv_block;
+  if (!out.grow(3 * len + 3)) return len;
+  size_t n = write_utf8_from_sjis(text, len, out.data());
+  if (n == 0) return len;
   // Longer than the room: cut 3 bytes short of it (and at nothing in a room under 3).
-  size_t cut = out.size() > size ? (size > 3 ? size - 3 : 0) : out.size();
-  return write_back(text, out, cut, size);
+  size_t cut = n > size ? (size > 3 ? size - 3 : 0) : n;
+  if (cut > size - 1) cut = size - 1;
+  std::memcpy(text, out.data(), cut);
+  text[cut] = '\0';
+  return cut;
 }
 
 size_t utf8_to_sjis(Run& run, char* text, size_t size) {
+  (void)run;
   size_t len = strnlen(text, size);
-  std::string& out = run.scratch;
-  out.clear();
-  append_sjis_from_utf8(out, text, len);
-  if (out.empty()) return len;
-  return write_back(text, out, out.size(), size);
+  // The Shift_JIS form is never longer, so it is written over the text as it is read.
+  size_t n = write_sjis_from_utf8(text, len, text);
+  if (n == 0) return len;
+  if (n > size - 1) n = size - 1;
+  text[n] = '\0';
+  return n;
 }
 
 size_t convert_code(Run& run, char* text, int from, int to, size_t size) {

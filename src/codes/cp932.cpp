@@ -10,22 +10,20 @@ namespace {
 
 constexpr uint32_t kNoChar = 0x30FB;  // the platform's default character of code page 932
 
-void put_utf8(std::string& out, uint32_t u) {
-  if (u < 0x80) {
-    out += static_cast<char>(u);
-  } else if (u < 0x800) {
-    out += static_cast<char>(0xC0 | (u >> 6));
-    out += static_cast<char>(0x80 | (u & 0x3F));
-  } else if (u < 0x10000) {
-    out += static_cast<char>(0xE0 | (u >> 12));
-    out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (u & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (u >> 18));
-    out += static_cast<char>(0x80 | ((u >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((u >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (u & 0x3F));
-  }
+// The UTF-8 bytes of one character: at most 3, since the code page has nothing beyond
+// the basic plane.
+struct Utf8Bytes {
+  uint8_t len;
+  uint8_t b[3];
+};
+
+constexpr Utf8Bytes utf8_bytes(uint32_t u) {
+  if (u < 0x80) return {1, {static_cast<uint8_t>(u), 0, 0}};
+  if (u < 0x800)
+    return {2, {static_cast<uint8_t>(0xC0 | (u >> 6)), static_cast<uint8_t>(0x80 | (u & 0x3F)), 0}};
+  return {3,
+          {static_cast<uint8_t>(0xE0 | (u >> 12)), static_cast<uint8_t>(0x80 | ((u >> 6) & 0x3F)),
+           static_cast<uint8_t>(0x80 | (u & 0x3F))}};
 }
 
 uint32_t single_byte_ucs(unsigned c) {
@@ -36,6 +34,31 @@ uint32_t single_byte_ucs(unsigned c) {
   if (c >= 0xFD) return 0xF8F1 + (c - 0xFD);
   return 0;  // a lead byte
 }
+
+// UTF-8 of every double byte and every single byte, made once from the code tables.
+struct Utf8Tables {
+  Utf8Bytes pair[60][189];
+  Utf8Bytes single[256];  // a lead byte holds the default character
+};
+
+const Utf8Tables& utf8_tables() {
+  static const Utf8Tables* tables = [] {
+    auto* t = new Utf8Tables;
+    for (int lead = 0; lead < 60; ++lead)
+      for (int trail = 0; trail < 189; ++trail) {
+        uint16_t v = kSjisToUcs[lead][trail];
+        t->pair[lead][trail] = utf8_bytes(v ? v : kNoChar);
+      }
+    for (unsigned c = 0; c < 256; ++c) {
+      uint32_t u = single_byte_ucs(c);
+      t->single[c] = utf8_bytes(u || c == 0 ? u : kNoChar);
+    }
+    return t;
+  }();
+  return *tables;
+}
+
+inline bool is_lead(unsigned c) { return (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC); }
 
 // Decodes one UTF-8 character at p[0..n) and returns its length. An ill-formed
 // sequence gives one U+FFFD for its longest well-formed start (at least its first
@@ -82,66 +105,84 @@ size_t decode_utf8(const unsigned char* p, size_t n, uint32_t* u) {
 
 }  // namespace
 
-void append_utf8_from_sjis(std::string& out, const char* text, size_t n) {
+size_t write_utf8_from_sjis(const char* text, size_t n, char* out) {
+  const Utf8Tables& tables = utf8_tables();
   const auto* p = reinterpret_cast<const unsigned char*>(text);
+  auto* o = reinterpret_cast<unsigned char*>(out);
   size_t i = 0;
   while (i < n) {
     unsigned c = p[i];
     if (c < 0x80) {
-      // Runs of ASCII are the common case: copy them whole.
-      size_t j = i + 1;
-      while (j < n && p[j] < 0x80) ++j;
-      out.append(text + i, j - i);
-      i = j;
-      continue;
-    }
-    uint32_t u = single_byte_ucs(c);
-    if (u) {
-      put_utf8(out, u);
+      // Runs of ASCII are the common case between the characters.
+      *o++ = static_cast<unsigned char>(c);
       ++i;
       continue;
     }
-    unsigned t = i + 1 < n ? p[i + 1] : 0;
-    if (t >= 0x40 && t <= 0xFC) {
-      uint16_t v = kSjisToUcs[sjis_lead_index(c)][t - 0x40];
-      put_utf8(out, v ? v : kNoChar);
-      i += 2;
+    const Utf8Bytes* u;
+    if (!is_lead(c)) {
+      u = &tables.single[c];
+      ++i;
     } else {
-      put_utf8(out, kNoChar);
-      ++i;
+      unsigned t = i + 1 < n ? p[i + 1] : 0;
+      if (t >= 0x40 && t <= 0xFC) {
+        u = &tables.pair[sjis_lead_index(c)][t - 0x40];
+        i += 2;
+      } else {
+        u = &tables.single[c];
+        ++i;
+      }
     }
+    // Three bytes are always stored; the length says how many count.
+    o[0] = u->b[0];
+    o[1] = u->b[1];
+    o[2] = u->b[2];
+    o += u->len;
   }
+  return static_cast<size_t>(o - reinterpret_cast<unsigned char*>(out));
 }
 
-void append_sjis_from_utf8(std::string& out, const char* text, size_t n) {
+size_t write_sjis_from_utf8(const char* text, size_t n, char* out) {
   const auto* p = reinterpret_cast<const unsigned char*>(text);
+  auto* o = reinterpret_cast<unsigned char*>(out);
   size_t i = 0;
   while (i < n) {
     if (p[i] < 0x80) {
-      size_t j = i + 1;
-      while (j < n && p[j] < 0x80) ++j;
-      out.append(text + i, j - i);
-      i = j;
+      *o++ = p[i++];
       continue;
     }
     uint32_t u;
     i += decode_utf8(p + i, n - i, &u);
     if (u >= 0x10000) {
-      out += "??";  // two UTF-16 units, neither of them a character of the code page
+      // Two UTF-16 units, neither of them a character of the code page.
+      *o++ = '?';
+      *o++ = '?';
       continue;
     }
     uint16_t code = 0;
     uint8_t page = kUcsPage[u >> 8];
     if (page) code = kUcsToSjis[page][u & 0xFF];
     if (code == 0) {
-      out += '?';
+      *o++ = '?';
     } else if (code < 0x100) {
-      out += static_cast<char>(code);
+      *o++ = static_cast<unsigned char>(code);
     } else {
-      out += static_cast<char>(code >> 8);
-      out += static_cast<char>(code & 0xFF);
+      *o++ = static_cast<unsigned char>(code >> 8);
+      *o++ = static_cast<unsigned char>(code & 0xFF);
     }
   }
+  return static_cast<size_t>(o - reinterpret_cast<unsigned char*>(out));
+}
+
+void append_utf8_from_sjis(std::string& out, const char* text, size_t n) {
+  size_t old = out.size();
+  out.resize(old + 3 * n + 3);
+  out.resize(old + write_utf8_from_sjis(text, n, out.data() + old));
+}
+
+void append_sjis_from_utf8(std::string& out, const char* text, size_t n) {
+  size_t old = out.size();
+  out.resize(old + n + 1);
+  out.resize(old + write_sjis_from_utf8(text, n, out.data() + old));
 }
 
 }  // namespace tz

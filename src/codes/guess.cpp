@@ -3,6 +3,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "common/byte_tables.h"
 #include "run/run.h"
 
@@ -10,13 +14,32 @@ namespace tz {
 
 namespace {
 
+// The number of bytes below 0x80 at `p`, looking at no more than `room` bytes. No score
+// counts such bytes where a character may begin, so the passes jump over them.
+inline long ascii_prefix(const unsigned char* p, long room) {
+  long k = 0;
+#if defined(__SSE2__)
+  while (k + 16 <= room) {
+    int high = _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k)));
+    if (high) return k + __builtin_ctz(static_cast<unsigned>(high));
+    k += 16;
+  }
+#endif
+  while (k < room && p[k] < 0x80) ++k;
+  return k;
+}
+
 // Scores are 64-bit: a long text of bad bytes would run a 32-bit one out of range.
 int64_t euc_score(const unsigned char* t, long n) {
   int64_t e = 0;
   long i = 0;
   while (i <= n) {
     unsigned c = t[i];
-    if (c <= 0x7F || c == 0x8F) {
+    if (c <= 0x7F) {
+      i += ascii_prefix(t + i, n + 1 - i);
+      continue;
+    }
+    if (c == 0x8F) {
       ++i;
       continue;
     }
@@ -42,7 +65,7 @@ int64_t sjis_score(const unsigned char* t, long n) {
   while (i <= n) {
     unsigned c = t[i];
     if (c <= 0x7F) {
-      ++i;
+      i += ascii_prefix(t + i, n + 1 - i);
       continue;
     }
     if (c >= 0xA1 && c <= 0xDF) {
@@ -71,7 +94,10 @@ int64_t utf8_score(const unsigned char* t, long n) {
   for (long i = 0; i < n; ++i) {
     unsigned b = t[i];
     if (state == 1) {
-      if (b <= 0x7F) continue;
+      if (b <= 0x7F) {
+        i += ascii_prefix(t + i, n - i) - 1;
+        continue;
+      }
       if (b < 0xC2 || b > 0xFD) {
         u -= 1;
         continue;

@@ -51,6 +51,7 @@ struct Run {
   LogBuffer log;                       // buffer.sfile: the whole log of the thread in hand
   std::vector<char> head;              // buffer.global: the head read by identification
   std::string scratch;                 // room for conversions that grow a text
+  ByteBlock conv_block;                // the same for whole logs: grown, never cleared
   std::vector<char> out_buf;           // the write buffer of the output file
   LineFields line;                     // the fields of the log line in hand
   Post post;                           // buffer.clog rows 1 to 4

@@ -97,6 +97,9 @@ void init_stores(Run& run) {
     marks += '\x01';
   }
   s.dead_marks = store_const(run, marks);
+  for (size_t i = 0; i < marks.size(); ++i) {
+    if (i == 0 || marks[i - 1] == '\x01') s.dead_first[static_cast<uint8_t>(marks[i])] = true;
+  }
 
   for (int i = 0; i < kMsgCount; ++i) s.cmsg[i] = store_const(run, sj(kMessageTexts[i]));
 

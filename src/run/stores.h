@@ -41,6 +41,7 @@ struct Stores {
   const char* be_ranks[3] = {};
   const char* log_name = nullptr;
   const char* dead_marks = nullptr;  // the marks, each closed by 0x01
+  bool dead_first[256] = {};         // the first bytes of the marks
 
   // vstr
   Slot newline, url_sep, label_name, label_name_off, label_date, label_date_off, label_mail,

@@ -88,7 +88,8 @@ struct Field {
 
 bool is_dead_mark(const Run& run, const char* text) {
   const char* mark = run.str.dead_marks;
-  if (mark == nullptr) return false;
+  // Most fields begin with a digit, which begins no mark.
+  if (mark == nullptr || !run.str.dead_first[static_cast<uint8_t>(text[0])]) return false;
   while (*mark != '\0') {
     const char* close = std::strchr(mark, '\x01');
     size_t n = close ? static_cast<size_t>(close - mark) : std::strlen(mark);
@@ -321,6 +322,11 @@ int find_be(const Run& run, const char* text, std::string* id, std::string* leve
   extra->clear();
   span[0] = span[1] = 0;
   const long len = static_cast<long>(std::strlen(text));
+  // Every form holds "BE:" or a "<"; a field with neither, as bytes, holds no notation.
+  std::string_view whole(text, static_cast<size_t>(len));
+  if (whole.find('<') == std::string_view::npos && whole.find("BE:") == std::string_view::npos) {
+    return 0;
+  }
   const bool sjis = run.code_out == kSjis && run.sflg.k_abroad == 0;
   auto find = [&](long from, std::string_view s) { return find_text(text, len, from, s, sjis); };
   // A notation at the very head of the field is none.
