@@ -119,21 +119,32 @@ inline bool plain_ascii16(const unsigned char* p) {
 }
 #endif
 
-void clean_sjis(unsigned char* t, size_t n) {
-  if (n == 0) return;
+// Sweeps a Shift_JIS text. With kScore it also returns the score that guess_code gives
+// the swept text from `from` on, before halving: the sweep parses the text as the guess
+// does, so the score costs nothing here.
+template <bool kScore>
+int64_t clean_sjis(unsigned char* t, size_t n, size_t from) {
+  int64_t score = 0;
+  if (n == 0) return score;
   const size_t last = n - 1;  // a pair needs its second byte inside the text
   size_t i = 0;
   while (i < last) {
     unsigned c = t[i];
     uint8_t action = kSjisAction[c];
     if (action == kPair) {
-      if (tbl::sjis[t[i + 1]] & tbl::kTrail) {
+      unsigned d = t[i + 1];
+      if (tbl::sjis[d] & tbl::kTrail) {
+        if (kScore && i >= from) {
+          unsigned v = (c << 8) | d;
+          score += (v >= 0x989F && v <= 0xEAA4) ? 2 : 4;
+        }
         i += 2;
       } else {
         t[i] = kBlank;
         ++i;
       }
     } else if (action == kKeep) {
+      if (kScore && c >= 0x80 && i >= from) score += c >= 0xFD ? -30 : 1;
       ++i;
 #if defined(__SSE2__)
       while (i + 16 <= last && plain_ascii16(t + i)) i += 16;
@@ -147,10 +158,14 @@ void clean_sjis(unsigned char* t, size_t n) {
     unsigned c = tbl::ctrl_blank[t[i]];
     if (tbl::sjis[c] & tbl::kLead) c = kBlank;
     t[i] = static_cast<unsigned char>(c);
+    if (kScore && c >= 0x80 && i >= from) score += (c >= 0xA1 && c <= 0xDF) ? 1 : -30;
   }
+  return score;
 }
 
-void clean_euc(unsigned char* t, size_t n) {
+template <bool kScore>
+int64_t clean_euc(unsigned char* t, size_t n, size_t from) {
+  int64_t score = 0;
   size_t i = 0;
   while (i < n) {
     unsigned c = tbl::ctrl_blank[t[i]];
@@ -160,6 +175,11 @@ void clean_euc(unsigned char* t, size_t n) {
       bool valid = (c >= 0xA1 && c <= 0xFE && d >= 0xA1 && d <= 0xFE) ||
                    (c == 0x8E && d >= 0xA1 && d <= 0xDF);
       if (valid) {
+        if (kScore && i >= from) {
+          unsigned v = (c << 8) | d;
+          score += ((v >= 0xB0A1 && v <= 0xF4FE) || c == 0x8E) ? 1 : 2;
+          if (c == 0xA4 || c == 0xA5) score += 3;
+        }
         i += 2;
         continue;
       }
@@ -167,9 +187,12 @@ void clean_euc(unsigned char* t, size_t n) {
     }
     ++i;
   }
+  return score;
 }
 
-void clean_utf8(unsigned char* t, size_t n) {
+template <bool kScore>
+int64_t clean_utf8(unsigned char* t, size_t n, size_t from) {
+  int64_t score = 0;
   size_t i = 0;
   while (i < n) {
     unsigned c = tbl::ctrl_blank[t[i]];
@@ -187,6 +210,7 @@ void clean_utf8(unsigned char* t, size_t n) {
     size_t k = 1;
     while (k < len && i + k < n && (t[i + k] & 0xC0) == 0x80) ++k;
     if (k == len) {
+      if (kScore && i >= from) score += static_cast<int64_t>(len);
       i += len;
       continue;
     }
@@ -195,6 +219,7 @@ void clean_utf8(unsigned char* t, size_t n) {
     for (size_t j = i; j < stop; ++j) t[j] = kBlank;
     i = stop;
   }
+  return score;
 }
 
 }  // namespace
@@ -207,9 +232,19 @@ int clean_text(char* text, int code, size_t size, int whole) {
     if (nul) n = static_cast<size_t>(static_cast<const char*>(nul) - text);
   }
   unsigned char* t = ubytes(text);
-  if (code == kSjis) clean_sjis(t, n);
-  else if (code == kEuc) clean_euc(t, n);
-  else clean_utf8(t, n);
+  if (code == kSjis) clean_sjis<false>(t, n, 0);
+  else if (code == kEuc) clean_euc<false>(t, n, 0);
+  else clean_utf8<false>(t, n, 0);
+  return 0;
+}
+
+int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score) {
+  *score = 0;
+  if (code == kCodeAuto || code > kUtf8) return 1;
+  unsigned char* t = ubytes(text);
+  if (code == kSjis) *score = clean_sjis<true>(t, size, from);
+  else if (code == kEuc) *score = clean_euc<true>(t, size, from);
+  else *score = clean_utf8<true>(t, size, from);
   return 0;
 }
 

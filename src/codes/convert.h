@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,11 @@ void convert_code(Run& run, std::string& text, int from, int to, size_t size);
 // `size` bytes if it is longer. Result 0, or 1 when `code` is 0 or above 3.
 int clean_text(char* text, int code, size_t size, int whole);
 int clean_text(std::string& text, int code, size_t size);
+
+// clean_text of `size` bytes whatever NUL bytes stand among them, which also gives the
+// score that guess_code would give the swept text from `from` on in its own code (for
+// Shift_JIS before halving). `from` must lie where a character begins.
+int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score);
 
 // The single conversions; each works in place within `size` bytes of room.
 size_t euc_to_sjis(char* text, size_t size);

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "codes/convert.h"
+#include "codes/guess.h"
 #include "common/byte_search.h"
 #include "log/identify.h"
 #include "platform/os.h"
@@ -146,11 +147,20 @@ int read_log(Run& run) {
   }
   char* text = log.sfile.data();
   text[got] = '\0';
-  clean_text(text, f.code_in, got, 1);
+  int64_t own = 0;
+  bool swept = clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0;
   log.len = got;
   if (run.code_conv && log.log_first < got) {
+    // The code is guessed afresh from the text of the posts. The sweep has scored that
+    // text when the posts begin where a character begins (behind a line end).
     size_t room = log.sfile.size() - log.log_first;
-    log.len = log.log_first + convert_code(run, text + log.log_first, kCodeAuto, run.code_out, room);
+    char* posts = text + log.log_first;
+    bool boundary = log.log_first == 0 || static_cast<unsigned char>(posts[-1]) < 0x40;
+    int from = swept && boundary ? guess_swept(posts, static_cast<long>(room), f.code_in, own)
+                                 : guess_code(posts, static_cast<long>(room));
+    size_t n = from == kCodeAuto ? strnlen(posts, room)
+                                 : convert_code(run, posts, from, run.code_out, room);
+    log.len = log.log_first + n;
   }
 
   int head_kb = o_head_kb(c);

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 #include <string>
 
+#include "codes/convert.h"
 #include "run/run.h"
 
 namespace tz {
@@ -82,6 +84,43 @@ TEST(ChooseCode, OutputAndPageCodes) {
     EXPECT_EQ(choose_code(*run, 1), c.list) << c.what;
     EXPECT_EQ(choose_code(*run, 2), c.tree) << c.what;
   }
+}
+
+// The whole-log pass decides the code of a swept text with guess_swept; its result
+// must be that of guess_code on every text, whether the bounds settle it or not.
+TEST(GuessSwept, AgreesWithTheFullGuess) {
+  // Pieces of text in each code and bytes that each code calls invalid, mixed at random.
+  const std::string pieces[] = {
+      sjis_from_utf8("ひらがなとカタカナと漢字、そして記号①㈱髙～"),
+      sjis_from_utf8("ﾊﾝｶｸｶﾅ"),
+      "\xA4\xA2\xA4\xA4\xA5\xA2\xB4\xC1\xBB\xFA\x8E\xB1",  // EUC-JP
+      "\xE3\x81\x82\xE3\x81\x84\xE6\xBC\xA2\xE5\xAD\x97",  // UTF-8
+      "ID:abcdefg0 <br> http://example.net/ ",
+      "\x80\xA0\xFD\xFE\xFF\x8F\xC0\xC1",
+      "\xF8\x88\x80\x80\x80\xFC\x84\x80\x80\x80\x80",
+  };
+  std::mt19937 random(42);
+  int own_code_wins = 0;
+  for (int round = 0; round < 3000; ++round) {
+    std::string text;
+    int parts = 1 + static_cast<int>(random() % 40);
+    int bias = static_cast<int>(random() % 7);
+    for (int i = 0; i < parts; ++i) {
+      int k = random() % 3 == 0 ? static_cast<int>(random() % 7) : bias;
+      text += pieces[k];
+    }
+    for (int code = kSjis; code <= kUtf8; ++code) {
+      std::string swept = text;
+      int64_t own = 0;
+      ASSERT_EQ(clean_text_scored(swept.data(), code, swept.size(), 0, &own), 0);
+      long limit = static_cast<long>(swept.size()) + 16;
+      int full = guess_code(swept.c_str(), limit);
+      EXPECT_EQ(guess_swept(swept.c_str(), limit, code, own), full) << "round " << round;
+      if (full == code) ++own_code_wins;
+    }
+  }
+  // Texts mostly of one code are where the bounds decide; there must be many of them.
+  EXPECT_GT(own_code_wins, 1000);
 }
 
 }  // namespace
