@@ -83,7 +83,12 @@ def main():
     for i, page in enumerate(pages):
         page_index[page] = i + 1  # 0 = page without any character
 
+    # The IBM extensions that neither JIS X 0208 nor JIS X 0212 has take the
+    # user-defined rows from 8F F3 F3 on, one after the other in code order. Going
+    # through Unicode, iconv gives the characters that NEC row 13 has as well (the
+    # Roman numerals, ㈱, №, ℡) their row 13 bytes; they get their own place here.
     ibm = []
+    user = [0xF3, 0xF3]
     for lead in (0xFA, 0xFB, 0xFC):
         for trail in TRAILS:
             ucs = decode[(lead, trail)]
@@ -93,6 +98,13 @@ def main():
                                    input=chr(ucs).encode("utf-16-le"), capture_output=True)
                 if r.returncode == 0:
                     euc = r.stdout
+            in_user_rows = len(euc) == 3 and euc[0] == 0x8F and euc[1] in (0xF3, 0xF4)
+            in_row_13 = len(euc) == 2 and euc[0] == 0xAD
+            if in_user_rows or in_row_13:
+                place = bytes([0x8F] + user)
+                assert not in_user_rows or euc == place, (hex(lead), hex(trail), euc, place)
+                euc = place
+                user = [user[0], user[1] + 1] if user[1] < 0xFE else [user[0] + 1, 0xA1]
             if len(euc) not in (2, 3):
                 euc = b"  "
             ibm.append(euc)
