@@ -43,7 +43,7 @@ TEST(Paths, SourceIsMadeAbsoluteAndFreeOfDotFolders) {
       {"./../.././logs/a.dat", dir.at("logs/a.dat"), dir.at("logs/"), "a.dat", 1},
       {dir.at("work/../logs/./b.txt"), dir.at("logs/b.txt"), dir.at("logs/"), "b.txt", 1},
       {"\"../../logs/a.dat\"", dir.at("logs/a.dat"), dir.at("logs/"), "a.dat", 1},
-      {dir.at("logs/A.DAT"), dir.at("logs/A.DAT"), dir.at("logs/"), "a.dat", 1},
+      {dir.at("logs/A.DAT"), dir.at("logs/a.dat"), dir.at("logs/"), "a.dat", 1},
   };
   for (const Case& c : cases) {
     Parsed p = parse({c.arg});
