@@ -1,0 +1,133 @@
+#include "log/first_pass.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "log/identify.h"
+#include "log_fixture.h"
+#include "run/run.h"
+
+namespace tz {
+namespace {
+
+using testing::LogTest;
+using testing::sj;
+
+class FirstPassTest : public LogTest {
+ protected:
+  // Identifies the log and reads it whole, in its own code. Result: read_log's.
+  int read(std::string_view bytes) {
+    fresh_run();
+    put_log("1136041200.dat", bytes);
+    times_ = Times{};
+    char file_date[20] = {};
+    identify_log(*run_, file_date, times_);
+    run_->code_out = run_->sflg.code_in;
+    run_->code_conv = 0;
+    return read_log(*run_);
+  }
+  Times times_;
+};
+
+std::string post(int minute, const char* mail = "") {
+  return sj("名無し<>" + std::string(mail) + "<>2006/01/01(日) 00:0" + std::to_string(minute) +
+            ":00<>本文<>\n");
+}
+
+TEST_F(FirstPassTest, CountsPostsAndSize) {
+  // Ten lines with CRLF in 2,048 bytes: 2,038 bytes with single line feeds.
+  std::string crlf;
+  for (int i = 0; i < 10; ++i) {
+    std::string line = sj("名無し<><>2006/01/01(日) 00:00:00<>本文");
+    crlf += line + std::string(i == 9 ? 2048 - crlf.size() - line.size() - 4 : 150, 'x') + "<>\r\n";
+  }
+  ASSERT_EQ(crlf.size(), 2048u);
+  const std::string p = post(1);
+  struct Case {
+    const char* what;
+    std::string bytes;
+    int rescount;
+    int64_t fsize;
+    int64_t kb;
+    size_t first;
+  } cases[] = {
+      {"CRLF line ends", crlf, 10, 2038, 2, 0},
+      {"broken and empty lines at the end", p + p + sj("x<>y\n\n"), 2, int64_t(2 * p.size() + 6), 1,
+       0},
+      {"a broken line in the middle", p + sj("x<>y\n") + p, 3, int64_t(2 * p.size() + 5), 1, 0},
+      {"last post without a line feed", p + p.substr(0, p.size() - 1), 1, int64_t(2 * p.size() - 1),
+       1, 0},
+      {"a line of other text first", sj("前書き\n") + p + p, 2, int64_t(2 * p.size() + 7), 1, 7},
+      {"exactly 1 KB", p + std::string(1024 - p.size() - 1, 'x') + "\n", 1, 1024, 1, 0},
+      {"one byte over 1 KB", p + std::string(1025 - p.size() - 1, 'x') + "\n", 1, 1025, 2, 0},
+  };
+  for (const Case& c : cases) {
+    ASSERT_EQ(read(c.bytes), 0) << c.what;
+    const Sflg& f = run_->sflg;
+    EXPECT_EQ(f.rescount, c.rescount) << c.what;
+    EXPECT_EQ(f.fsize, c.fsize) << c.what;
+    EXPECT_EQ(f.fsize_kb, c.kb) << c.what;
+    EXPECT_EQ(run_->log.log_first, c.first) << c.what;
+    EXPECT_EQ(run_->totals.rd_lo, int64_t(c.bytes.size())) << c.what;
+  }
+}
+
+TEST_F(FirstPassTest, LastPostLineEndsTheCount) {
+  const std::string p = post(1);
+  ASSERT_EQ(read(p + p + sj("x<>y\n\n")), 0);
+  // The line feed that closes the second post is the last byte that counts.
+  EXPECT_EQ(run_->log.log_last, 2 * p.size() - 1);
+}
+
+TEST_F(FirstPassTest, FilesThatCannotBeRead) {
+  fresh_run();
+  point_at("missing.dat");
+  EXPECT_NE(read_log(*run_), 0);
+  put_log("empty.dat", "");
+  EXPECT_EQ(read_log(*run_), 4);
+}
+
+TEST_F(FirstPassTest, ThreeDates) {
+  struct Case {
+    const char* what;
+    std::string bytes;
+    const char* first;
+    const char* last;
+    const char* age;  // last post without sage
+  } cases[] = {
+      {"last post sage, the one before not", post(1) + post(2, "age") + post(3, "sage"),
+       "2006010100010000", "2006010100030000", "2006010100020000"},
+      {"all posts sage", post(1, "sage") + post(2, "sage") + post(3, "sage"), "2006010100010000",
+       "2006010100030000", "2006010100010000"},
+      {"sage anywhere in the mail field", post(1) + post(2, "sageteoku"), "2006010100010000",
+       "2006010100020000", "2006010100010000"},
+      {"broken and empty lines at the end", post(1) + post(2) + sj("x<>y\n\n"), "2006010100010000",
+       "2006010100020000", "2006010100020000"},
+      {"date of the last line opens with a tag",
+       post(1) + post(2, "sage") + sj("名無し<><><b>2006/01/01(日) 00:03:00</b><>本文<>\n"),
+       "2006010100010000", "2006010100020000", "2006010100010000"},
+      {"deleted post last", post(1) + post(2) + sj("あぼーん<>あぼーん<>あぼーん<>あぼーん<>\n"),
+       "2006010100010000", "2006010100020000", "2006010100020000"},
+      {"a line without separator ends the search",
+       post(1, "sage") + post(2) + sj("文\n") + post(4, "sage"), "2006010100010000",
+       "2006010100040000", "2006010100010000"},
+      {"numbered log",
+       sj("1<>名無し<>sage<>2006/01/01(日) 00:01:00<>本文<>題\n"
+          "2<>名無し<><>2006/01/01(日) 00:02:00<>本文<>\n"
+          "3<>名無し<>sage<>2006/01/01(日) 00:03:00<>本文<>\n"),
+       "2006010100010000", "2006010100030000", "2006010100020000"},
+      {"comma log", sj("名無し,,02/01/01 00:01,本文,題\n名無し,sage,02/01/01 00:02,本文,\n"),
+       "2002010100010000", "2002010100020000", "2002010100010000"},
+  };
+  for (const Case& c : cases) {
+    ASSERT_EQ(read(c.bytes), 0) << c.what;
+    take_dates(*run_, times_);
+    EXPECT_STREQ(times_.first, c.first) << c.what;
+    EXPECT_STREQ(times_.last, c.last) << c.what;
+    EXPECT_STREQ(times_.age, c.age) << c.what;
+  }
+}
+
+}  // namespace
+}  // namespace tz
