@@ -345,7 +345,7 @@ size_t sjis_to_euc(Run& run, char* text, size_t size) {
 size_t sjis_to_utf8(Run& run, char* text, size_t size) {
   size_t len = strnlen(text, size);
   ByteBlock& out = run.conv_block;
-  if (!out.grow(3 * len + 3)) return len;
+  if (!out.grow(3 * len + 16)) return len;
   size_t n = write_utf8_from_sjis(text, len, out.data());
   if (n == 0) return len;
   // Longer than the room: cut 3 bytes short of it (and at nothing in a room under 3).
@@ -389,6 +389,27 @@ size_t convert_code(Run& run, char* text, int from, int to, size_t size) {
       return sjis_to_utf8(run, text, size);
   }
   return strnlen(text, size);
+}
+
+size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to,
+                        size_t size) {
+  char* text = block.data() + offset;
+  bool to_utf8 = to == kUtf8 && (from == kSjis || from == kEuc);
+  if (!to_utf8 || size == 0) return convert_code(run, text, from, to, size);
+  if (from == kEuc) euc_to_sjis(text, size);
+  // The UTF-8 text is written into the work block behind a copy of what stands before
+  // `offset`, and the blocks change places: the log is not copied back.
+  size_t len = strnlen(text, size);
+  ByteBlock& out = run.conv_block;
+  if (len == 0 || !out.grow(offset + 3 * len + 16)) return sjis_to_utf8(run, text, size);
+  std::memcpy(out.data(), block.data(), offset);
+  size_t n = write_utf8_from_sjis(text, len, out.data() + offset);
+  // Longer than the room: cut 3 bytes short of it, as sjis_to_utf8 does.
+  size_t cut = n > size ? (size > 3 ? size - 3 : 0) : n;
+  if (cut > size - 1) cut = size - 1;
+  out.data()[offset + cut] = '\0';
+  std::swap(block, out);
+  return cut;
 }
 
 void convert_code(Run& run, std::string& text, int from, int to, size_t size) {

@@ -11,11 +11,17 @@
 namespace tz {
 
 struct Run;
+class ByteBlock;
 
 // Converts the NUL-ended `text` in place; `size` is the room of its buffer, NUL
 // included, and the result is cut to fit. `from` 0 guesses the code over `size` bytes.
 // Returns the new length.
 size_t convert_code(Run& run, char* text, int from, int to, size_t size);
+
+// convert_code of the text at `offset` in `block` (room `size`), for whole logs: where the
+// text grows, the result may take the place of `block` (which then holds the bytes before
+// `offset` unchanged). Returns the new length of the text.
+size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to, size_t size);
 
 // The same on a string whose room is `size` bytes (the result keeps at most size - 1).
 void convert_code(Run& run, std::string& text, int from, int to, size_t size);

@@ -1,6 +1,11 @@
 #include "codes/cp932.h"
 
 #include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "codes/code_tables.h"
 
@@ -35,11 +40,22 @@ uint32_t single_byte_ucs(unsigned c) {
   return 0;  // a lead byte
 }
 
-// UTF-8 of every double byte and every single byte, made once from the code tables.
+// UTF-8 of every double byte and every single byte, made once from the code tables:
+// the bytes in the low three bytes of an entry, their number in the high one, so that
+// a character is one load and one store of four bytes.
 struct Utf8Tables {
-  Utf8Bytes pair[60][189];
-  Utf8Bytes single[256];  // a lead byte holds the default character
+  uint32_t pair[60 * 189];
+  uint32_t single[256];      // a lead byte holds the default character
+  // A lead byte's row start plus a second byte's place is the index of the pair; both
+  // parts are far below zero for bytes that make no pair, so one sign test decides.
+  int row[256];
+  int place[256];
 };
+
+constexpr uint32_t pack(Utf8Bytes u) {
+  return static_cast<uint32_t>(u.b[0]) | static_cast<uint32_t>(u.b[1]) << 8 |
+         static_cast<uint32_t>(u.b[2]) << 16 | static_cast<uint32_t>(u.len) << 24;
+}
 
 const Utf8Tables& utf8_tables() {
   static const Utf8Tables* tables = [] {
@@ -47,18 +63,19 @@ const Utf8Tables& utf8_tables() {
     for (int lead = 0; lead < 60; ++lead)
       for (int trail = 0; trail < 189; ++trail) {
         uint16_t v = kSjisToUcs[lead][trail];
-        t->pair[lead][trail] = utf8_bytes(v ? v : kNoChar);
+        t->pair[lead * 189 + trail] = pack(utf8_bytes(v ? v : kNoChar));
       }
     for (unsigned c = 0; c < 256; ++c) {
       uint32_t u = single_byte_ucs(c);
-      t->single[c] = utf8_bytes(u || c == 0 ? u : kNoChar);
+      t->single[c] = pack(utf8_bytes(u || c == 0 ? u : kNoChar));
+      bool lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC);
+      t->row[c] = lead ? sjis_lead_index(c) * 189 : -0x100000;
+      t->place[c] = c >= 0x40 && c <= 0xFC ? static_cast<int>(c) - 0x40 : -0x100000;
     }
     return t;
   }();
   return *tables;
 }
-
-inline bool is_lead(unsigned c) { return (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC); }
 
 // Decodes one UTF-8 character at p[0..n) and returns its length. An ill-formed
 // sequence gives one U+FFFD for its longest well-formed start (at least its first
@@ -109,35 +126,43 @@ size_t write_utf8_from_sjis(const char* text, size_t n, char* out) {
   const Utf8Tables& tables = utf8_tables();
   const auto* p = reinterpret_cast<const unsigned char*>(text);
   auto* o = reinterpret_cast<unsigned char*>(out);
+  auto put = [&o](uint32_t v) {
+    std::memcpy(o, &v, 4);  // four bytes stored; the length says how many count
+    o += v >> 24;
+  };
   size_t i = 0;
-  while (i < n) {
+  // Pairs are tried while a second byte follows; the last byte is taken alone below.
+  const size_t pairs_end = n ? n - 1 : 0;
+  while (i < pairs_end) {
     unsigned c = p[i];
+    int pair = tables.row[c] + tables.place[p[i + 1]];
+    if (pair >= 0) {
+      put(tables.pair[pair]);
+      i += 2;
+      continue;
+    }
     if (c < 0x80) {
-      // Runs of ASCII are the common case between the characters.
+#if defined(__SSE2__)
+      // ASCII between the characters: sixteen bytes are stored, those before the first
+      // byte from 0x80 up count.
+      if (i + 16 <= n) {
+        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(o), x);
+        unsigned high = static_cast<unsigned>(_mm_movemask_epi8(x));
+        size_t k = high ? static_cast<size_t>(__builtin_ctz(high)) : 16;
+        o += k;
+        i += k;
+        continue;
+      }
+#endif
       *o++ = static_cast<unsigned char>(c);
       ++i;
       continue;
     }
-    const Utf8Bytes* u;
-    if (!is_lead(c)) {
-      u = &tables.single[c];
-      ++i;
-    } else {
-      unsigned t = i + 1 < n ? p[i + 1] : 0;
-      if (t >= 0x40 && t <= 0xFC) {
-        u = &tables.pair[sjis_lead_index(c)][t - 0x40];
-        i += 2;
-      } else {
-        u = &tables.single[c];
-        ++i;
-      }
-    }
-    // Three bytes are always stored; the length says how many count.
-    o[0] = u->b[0];
-    o[1] = u->b[1];
-    o[2] = u->b[2];
-    o += u->len;
+    put(tables.single[c]);
+    ++i;
   }
+  if (i < n) put(tables.single[p[i]]);
   return static_cast<size_t>(o - reinterpret_cast<unsigned char*>(out));
 }
 
@@ -175,7 +200,7 @@ size_t write_sjis_from_utf8(const char* text, size_t n, char* out) {
 
 void append_utf8_from_sjis(std::string& out, const char* text, size_t n) {
   size_t old = out.size();
-  out.resize(old + 3 * n + 3);
+  out.resize(old + 3 * n + 16);
   out.resize(old + write_utf8_from_sjis(text, n, out.data() + old));
 }
 

@@ -14,7 +14,8 @@ void append_utf8_from_sjis(std::string& out, const char* p, size_t n);
 // lacks, and every ill-formed sequence, gives "?"; one beyond U+FFFF gives "??".
 void append_sjis_from_utf8(std::string& out, const char* p, size_t n);
 
-// The same into `out`, which has room for 3 * n + 3 bytes; result: the bytes written.
+// The same into `out`, which has room for 3 * n + 16 bytes (whole blocks are stored
+// beyond the end of what counts); result: the bytes written.
 size_t write_utf8_from_sjis(const char* p, size_t n, char* out);
 
 // The same into `out`, which has room for n bytes and may be `p` itself, since the

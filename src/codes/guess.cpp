@@ -138,25 +138,80 @@ namespace {
 
 int64_t floor_half(int64_t x) { return x >= 0 ? x / 2 : -((-x + 1) / 2); }
 
-// Counts the bytes from 0x80 up in [t, t + n). Four tables by position, so that a byte
-// repeated every other place (the first byte of kana) doesn't wait on its own count.
-void count_high_bytes(const unsigned char* t, size_t n, uint64_t counts[128]) {
-  uint32_t part[4][128] = {};
+// How many bytes of a text lie in each range that the bounds of guess_swept need.
+struct ByteRanges {
+  int64_t high = 0;           // 0x80 and up
+  int64_t r80_A0 = 0;         // 0x80 to 0xA0
+  int64_t r8E_8F = 0;         // 0x8E and 0x8F
+  int64_t r81_9F = 0;
+  int64_t rA1_DF = 0;
+  int64_t rC2_DF = 0;
+  int64_t rE0_EF = 0;
+  int64_t rF0_FC = 0;
+  int64_t rFD_FF = 0;
+  int64_t rFF = 0;
+};
+
+#if defined(__SSE2__)
+// 0xFF in each lane of `x` that lies in [lo, lo + span].
+inline __m128i in_range(__m128i x, unsigned lo, unsigned span) {
+  __m128i d = _mm_sub_epi8(x, _mm_set1_epi8(static_cast<char>(lo)));
+  return _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8(static_cast<char>(span))), d);
+}
+inline int64_t lane_sum(__m128i acc) {
+  __m128i sum = _mm_sad_epu8(acc, _mm_setzero_si128());
+  return _mm_cvtsi128_si32(sum) + _mm_extract_epi16(sum, 4);
+}
+#endif
+
+void count_ranges(const unsigned char* t, size_t n, ByteRanges* r) {
   size_t i = 0;
-  while (i < n) {
-    if (t[i] < 0x80) {
-      i += static_cast<size_t>(ascii_prefix(t + i, static_cast<long>(n - i)));
-      continue;
+#if defined(__SSE2__)
+  // Counters of 8 bits per lane, summed before they can overflow.
+  while (n - i >= 16) {
+    __m128i a[10];
+    for (auto& v : a) v = _mm_setzero_si128();
+    for (int round = 0; round < 255 && n - i >= 16; ++round, i += 16) {
+      __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + i));
+      __m128i high = _mm_cmplt_epi8(x, _mm_setzero_si128());
+      if (_mm_movemask_epi8(high) == 0) continue;  // ASCII only: nothing to count
+      a[0] = _mm_sub_epi8(a[0], high);
+      a[1] = _mm_sub_epi8(a[1], in_range(x, 0x80, 0x20));
+      a[2] = _mm_sub_epi8(a[2], in_range(x, 0x8E, 0x01));
+      a[3] = _mm_sub_epi8(a[3], in_range(x, 0x81, 0x1E));
+      a[4] = _mm_sub_epi8(a[4], in_range(x, 0xA1, 0x3E));
+      a[5] = _mm_sub_epi8(a[5], in_range(x, 0xC2, 0x1D));
+      a[6] = _mm_sub_epi8(a[6], in_range(x, 0xE0, 0x0F));
+      a[7] = _mm_sub_epi8(a[7], in_range(x, 0xF0, 0x0C));
+      a[8] = _mm_sub_epi8(a[8], in_range(x, 0xFD, 0x02));
+      a[9] = _mm_sub_epi8(a[9], _mm_cmpeq_epi8(x, _mm_set1_epi8(static_cast<char>(0xFF))));
     }
-    ++part[(i >> 1) & 3][t[i] - 0x80];
-    ++i;
-    if ((i & 0x3FFFFFF) == 0) {  // empty the 32-bit tables long before they could overflow
-      for (auto& p : part)
-        for (int c = 0; c < 128; ++c) counts[c] += p[c], p[c] = 0;
-    }
+    r->high += lane_sum(a[0]);
+    r->r80_A0 += lane_sum(a[1]);
+    r->r8E_8F += lane_sum(a[2]);
+    r->r81_9F += lane_sum(a[3]);
+    r->rA1_DF += lane_sum(a[4]);
+    r->rC2_DF += lane_sum(a[5]);
+    r->rE0_EF += lane_sum(a[6]);
+    r->rF0_FC += lane_sum(a[7]);
+    r->rFD_FF += lane_sum(a[8]);
+    r->rFF += lane_sum(a[9]);
   }
-  for (auto& p : part)
-    for (int c = 0; c < 128; ++c) counts[c] += p[c];
+#endif
+  for (; i < n; ++i) {
+    unsigned c = t[i];
+    if (c < 0x80) continue;
+    ++r->high;
+    r->r80_A0 += c <= 0xA0;
+    r->r8E_8F += c == 0x8E || c == 0x8F;
+    r->r81_9F += c >= 0x81 && c <= 0x9F;
+    r->rA1_DF += c >= 0xA1 && c <= 0xDF;
+    r->rC2_DF += c >= 0xC2 && c <= 0xDF;
+    r->rE0_EF += c >= 0xE0 && c <= 0xEF;
+    r->rF0_FC += c >= 0xF0 && c <= 0xFC;
+    r->rFD_FF += c >= 0xFD;
+    r->rFF += c == 0xFF;
+  }
 }
 
 }  // namespace
@@ -165,29 +220,23 @@ int guess_swept(const char* text, long limit, int code, int64_t own) {
   if (code < kSjis || code > kUtf8 || limit <= 2) return guess_code(text, limit);
   size_t len = strnlen(text, static_cast<size_t>(limit));
   if (static_cast<long>(len) > limit - 2) return guess_code(text, limit);
-  const auto* t = reinterpret_cast<const unsigned char*>(text);
-  uint64_t counts[128] = {};
-  count_high_bytes(t, len, counts);
-  auto range = [&](unsigned lo, unsigned hi) {
-    int64_t sum = 0;
-    for (unsigned c = lo; c <= hi; ++c) sum += static_cast<int64_t>(counts[c - 0x80]);
-    return sum;
-  };
+  ByteRanges r;
+  count_ranges(reinterpret_cast<const unsigned char*>(text), len, &r);
   // Shift_JIS: at most 4 for a pair, whose first byte is one of the lead range, 1 for a
   // kana byte; FD to FF are never second bytes and cost 30 each.
-  int64_t s_bound = floor_half(4 * (range(0x81, 0x9F) + range(0xE0, 0xFC)) + range(0xA1, 0xDF) -
-                               30 * range(0xFD, 0xFF));
+  int64_t s_bound = floor_half(4 * (r.r81_9F + r.rE0_EF + r.rF0_FC) + r.rA1_DF - 30 * r.rFD_FF);
   // EUC-JP: a pair gains at most 5 and takes two bytes of A1 to FE (an 8E pair 1 for one
   // such byte); a byte of 80 to A0 (but 8E and 8F) or FF is never a second byte and
   // costs 15 each.
-  int64_t bad = range(0x80, 0xA0) + range(0xFF, 0xFF) - range(0x8E, 0x8F);
-  int64_t e_bound = 5 * range(0xA1, 0xFE) / 2 - 15 * bad;
+  int64_t bad = r.r80_A0 + r.rFF - r.r8E_8F;
+  int64_t e_bound = 5 * (r.high - r.r80_A0 - r.rFF) / 2 - 15 * bad;
   // UTF-8: a sequence gains at most its length; every byte of 80 to C1, FE or FF that the
-  // sequences can't take as continuation bytes costs at least 1.
-  int64_t starts = 2 * range(0xC2, 0xDF) + 3 * range(0xE0, 0xEF) + 4 * range(0xF0, 0xF7) +
-                   5 * range(0xF8, 0xFB) + 6 * range(0xFC, 0xFD);
-  int64_t absorbed = starts - (range(0xC2, 0xFD));
-  int64_t loose = range(0x80, 0xC1) + range(0xFE, 0xFF) - absorbed;
+  // sequences can't take as continuation bytes costs at least 1. Starts from F0 on are
+  // all counted as the longest (FE and FF among them), which only loosens the bound.
+  int64_t long_starts = r.rF0_FC + r.rFD_FF;
+  int64_t starts = 2 * r.rC2_DF + 3 * r.rE0_EF + 6 * long_starts;
+  int64_t absorbed = r.rC2_DF + 2 * r.rE0_EF + 5 * long_starts;
+  int64_t loose = r.high - (r.rC2_DF + r.rE0_EF + long_starts) - absorbed;
   int64_t u_bound = starts - (loose > 0 ? loose : 0);
 
   switch (code) {

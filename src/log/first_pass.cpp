@@ -147,8 +147,10 @@ int read_log(Run& run) {
   }
   char* text = log.sfile.data();
   text[got] = '\0';
+  // The sweep scores the text only when its code is to be guessed for a conversion.
   int64_t own = 0;
-  bool swept = clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0;
+  bool swept = run.code_conv ? clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0
+                             : clean_text(text, f.code_in, got, 1) == 0;
   log.len = got;
   if (run.code_conv && log.log_first < got) {
     // The code is guessed afresh from the text of the posts. The sweep has scored that
@@ -158,9 +160,11 @@ int read_log(Run& run) {
     bool boundary = log.log_first == 0 || static_cast<unsigned char>(posts[-1]) < 0x40;
     int from = swept && boundary ? guess_swept(posts, static_cast<long>(room), f.code_in, own)
                                  : guess_code(posts, static_cast<long>(room));
-    size_t n = from == kCodeAuto ? strnlen(posts, room)
-                                 : convert_code(run, posts, from, run.code_out, room);
+    size_t n = from == kCodeAuto
+                   ? strnlen(posts, room)
+                   : convert_log_text(run, log.sfile, log.log_first, from, run.code_out, room);
     log.len = log.log_first + n;
+    text = log.sfile.data();
   }
 
   int head_kb = o_head_kb(c);

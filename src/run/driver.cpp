@@ -364,6 +364,7 @@ void folder_loop(Run& run, DriverState& ds) {
     }
     b.folder_no += 1;
     run.log.sfile.release();
+    run.conv_block.release();
     run.log.len = 0;
     if (c.v_mode == 1 && b.folder_done > b.best_done) {
       b.best_done = b.folder_done;
