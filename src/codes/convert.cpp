@@ -10,6 +10,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "codes/byte_blocks.h"
 #include "codes/code_tables.h"
 #include "codes/cp932.h"
 #include "codes/guess.h"
@@ -109,25 +110,14 @@ constexpr std::array<uint8_t, 256> make_sjis_action() {
 }
 constexpr auto kSjisAction = make_sjis_action();
 
-#if defined(__SSE2__)
-// Sixteen bytes from 0x20 to 0x7E: a run of plain ASCII, which the sweep keeps.
-inline bool plain_ascii16(const unsigned char* p) {
-  __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-  __m128i ok = _mm_and_si128(_mm_cmpgt_epi8(x, _mm_set1_epi8(0x1F)),
-                             _mm_cmplt_epi8(x, _mm_set1_epi8(0x7F)));
-  return _mm_movemask_epi8(ok) == 0xFFFF;
-}
-#endif
-
-// Sweeps a Shift_JIS text. With kScore it also returns the score that guess_code gives
-// the swept text from `from` on, before halving: the sweep parses the text as the guess
-// does, so the score costs nothing here.
+// Sweeps a Shift_JIS text from `i`, where a character begins, to its end. With kScore it
+// also returns the score that guess_code gives the swept text from `from` on, before
+// halving: the sweep parses the text as the guess does, so the score costs nothing here.
 template <bool kScore>
-int64_t clean_sjis(unsigned char* t, size_t n, size_t from) {
+int64_t clean_sjis_from(unsigned char* t, size_t n, size_t from, size_t i) {
   int64_t score = 0;
   if (n == 0) return score;
   const size_t last = n - 1;  // a pair needs its second byte inside the text
-  size_t i = 0;
   while (i < last) {
     unsigned c = t[i];
     uint8_t action = kSjisAction[c];
@@ -146,9 +136,6 @@ int64_t clean_sjis(unsigned char* t, size_t n, size_t from) {
     } else if (action == kKeep) {
       if (kScore && c >= 0x80 && i >= from) score += c >= 0xFD ? -30 : 1;
       ++i;
-#if defined(__SSE2__)
-      while (i + 16 <= last && plain_ascii16(t + i)) i += 16;
-#endif
     } else {
       t[i] = (tbl::sjis[c] & (tbl::kSingle | tbl::kKana)) ? tbl::ctrl_blank[c] : kBlank;
       ++i;
@@ -163,10 +150,101 @@ int64_t clean_sjis(unsigned char* t, size_t n, size_t from) {
   return score;
 }
 
+#if defined(__SSE2__)
+// Which characters of a block count for the score: those that begin at `from` or later.
+inline uint64_t counted_bits(size_t i, size_t from) {
+  if (i >= from) return ~0ull;
+  return from - i >= 64 ? 0 : ~0ull << (from - i);
+}
+
+// The sweep of a Shift_JIS text, 64 bytes at a time while a byte follows the block, so that
+// a lead byte at its end is known to pair or not. A run of lead bytes begins where a
+// character begins (the byte before it leads nothing), so its pairs follow from where the
+// run begins; an odd run pairs its last byte with the byte behind it, if that one may
+// trail. Returns where the byte-wise sweep goes on, at the start of a character.
 template <bool kScore>
-int64_t clean_euc(unsigned char* t, size_t n, size_t from) {
+size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score) {
+  using namespace blocks;
+  int64_t sum = 0;
+  size_t i = 0;
+  uint64_t carry = 0;  // 1 when t[i] is the second byte of a pair begun in the block before
+  for (; i + 64 < n; i += 64) {
+    uint64_t lead = 0;   // 0x81-0x9F, 0xE0-0xFC
+    uint64_t trail = 0;  // 0x40-0x7E, 0x80-0xFC
+    uint64_t kana = 0;   // 0xA0-0xDF: 0xA0 is taken back where it becomes a blank
+    uint64_t mid = 0;    // first bytes of the pairs that score 2, and 0x98 and 0xEA
+    uint64_t rare = 0;   // controls, 0x80, 0xA0, 0xFD-0xFF; with the score 0x98 and 0xEA
+    for (int k = 0; k < 4; ++k) {
+      __m128i x = load16(t + i + 16 * k);
+      __m128i high = in_range(x, 0x81, 0xFC);
+      __m128i half = in_range(x, 0xA0, 0xDF);
+      __m128i stray = equal(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xDF))), 0x80);
+      __m128i odd = _mm_or_si128(stray, out_of_range(x, 0x20, 0xFC));
+      lead |= bits16(_mm_andnot_si128(half, high), k);
+      trail |= bits16(_mm_or_si128(_mm_or_si128(high, stray), in_range(x, 0x40, 0x7E)), k);
+      if (kScore) {
+        kana |= bits16(half, k);
+        mid |= bits16(in_range(x, 0x98, 0xEA), k);
+        odd = _mm_or_si128(odd, _mm_or_si128(equal(x, 0x98), equal(x, 0xEA)));
+      }
+      rare |= bits16(odd, k);
+    }
+    uint64_t next_trails = (tbl::sjis[t[i + 64]] & tbl::kTrail) ? 1 : 0;
+    uint64_t first = pair_starts(lead & ~carry);  // leads where a character begins
+    uint64_t trailed = (trail >> 1) | (next_trails << 63);
+    uint64_t pair = first & trailed;
+    uint64_t second = (pair << 1) | carry;
+    carry = pair >> 63;
+    uint64_t counted = kScore ? counted_bits(i, from) : 0;
+
+    for (uint64_t m = first & ~trailed; m; m &= m - 1) t[i + lowest_bit(m)] = kBlank;
+    // Controls and 0xFD-0xFF never trail; 0x80 and 0xA0 become blanks unless they trail;
+    // 0x98 and 0xEA begin pairs whose second byte decides the score.
+    for (uint64_t m = rare; m; m &= m - 1) {
+      unsigned bit = lowest_bit(m);
+      unsigned c = t[i + bit];
+      if (c < 0x20) {
+        t[i + bit] = tbl::ctrl_blank[c];
+      } else if (c >= 0xFD) {
+        if (kScore && (counted >> bit & 1)) sum -= 30;
+      } else if (c == 0x80 || c == 0xA0) {
+        if (second >> bit & 1) continue;
+        t[i + bit] = kBlank;
+        if (kScore && c == 0xA0 && (counted >> bit & 1)) --sum;
+      } else if (kScore && (pair & counted) >> bit & 1) {
+        // 0x98 and 0xEA count as 2 below; the second byte decides.
+        unsigned v = (c << 8) | t[i + bit + 1];
+        if (v < 0x989F || v > 0xEAA4) sum += 2;
+      }
+    }
+    if (kScore) {
+      // A pair counts 4, or 2 with its first byte in `mid`; a kana alone 1. Each pair is
+      // counted once by either of its two bytes, and again if its first byte isn't mid.
+      uint64_t p = pair & counted;
+      uint64_t once = p | (p << 1) | (kana & ~second & counted);
+      sum += count_bits_weighted(once, p & ~mid, 2) + static_cast<int64_t>(p >> 63);
+    }
+  }
+  *score += sum;
+  return i + carry;
+}
+#endif
+
+template <bool kScore>
+int64_t clean_sjis(unsigned char* t, size_t n, size_t from) {
   int64_t score = 0;
   size_t i = 0;
+#if defined(__SSE2__)
+  i = clean_sjis_blocks<kScore>(t, n, from, &score);
+#endif
+  return score + clean_sjis_from<kScore>(t, n, from, i);
+}
+
+// Sweeps an EUC-JP text from `i`, where a character begins, to its end; with kScore it
+// also returns the score that guess_code gives the swept text from `from` on.
+template <bool kScore>
+int64_t clean_euc_from(unsigned char* t, size_t n, size_t from, size_t i) {
+  int64_t score = 0;
   while (i < n) {
     unsigned c = tbl::ctrl_blank[t[i]];
     t[i] = static_cast<unsigned char>(c);
@@ -188,6 +266,76 @@ int64_t clean_euc(unsigned char* t, size_t n, size_t from) {
     ++i;
   }
   return score;
+}
+
+#if defined(__SSE2__)
+// The sweep of an EUC-JP text, 64 bytes at a time while a byte follows the block. Only
+// 0xA1-0xFE may trail, after a byte of that range or after 0x8E: what stands before a run
+// of them is a character of its own or 0x8E, whose kana is the run's first byte; past that,
+// the pairs of the run follow from where it begins, and the last byte of an odd run has
+// nothing to pair with. Returns where the byte-wise sweep goes on, at a character's start.
+template <bool kScore>
+size_t clean_euc_blocks(unsigned char* t, size_t n, size_t from, int64_t* score) {
+  using namespace blocks;
+  int64_t sum = 0;
+  size_t i = 0;
+  uint64_t carry = 0;  // 1 when t[i] is the second byte of a pair begun in the block before
+  for (; i + 64 < n; i += 64) {
+    uint64_t both = 0;   // 0xA1-0xFE, first or second byte of a pair
+    uint64_t plain = 0;  // 0x20-0x7F, 0x8F, 0xA1-0xFE
+    uint64_t one = 0;    // first bytes of the pairs that score 1
+    uint64_t row = 0;    // 0xA4 and 0xA5, the rows of hiragana and katakana
+    for (int k = 0; k < 4; ++k) {
+      __m128i x = load16(t + i + 16 * k);
+      __m128i pairs = in_range(x, 0xA1, 0xFE);
+      __m128i single = _mm_or_si128(in_range(x, 0x20, 0x7F), equal(x, 0x8F));
+      both |= bits16(pairs, k);
+      plain |= bits16(_mm_or_si128(pairs, single), k);
+      if (kScore) {
+        one |= bits16(in_range(x, 0xB0, 0xF4), k);
+        row |= bits16(equal(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xFE))), 0xA4), k);
+      }
+    }
+    // Controls, 0x8E and the bytes that begin no pair are rare; none of them trails.
+    uint64_t kana_pair = 0;  // 0x8E before a kana
+    for (uint64_t m = ~plain; m; m &= m - 1) {
+      unsigned bit = lowest_bit(m);
+      unsigned c = t[i + bit];
+      unsigned d = t[i + bit + 1];
+      if (c == 0x8E && d >= 0xA1 && d <= 0xDF)
+        kana_pair |= uint64_t{1} << bit;
+      else
+        t[i + bit] = c < 0x20 ? tbl::ctrl_blank[c] : kBlank;
+    }
+    unsigned next = t[i + 64];
+    uint64_t both_next = (both >> 1) | (static_cast<uint64_t>(next >= 0xA1 && next <= 0xFE) << 63);
+    uint64_t first = pair_starts(both & ~((kana_pair << 1) | carry));
+    uint64_t pair = first & both_next;
+    carry = (pair | kana_pair) >> 63;
+    for (uint64_t m = first & ~both_next; m; m &= m - 1) t[i + lowest_bit(m)] = kBlank;
+    if (kScore) {
+      // A pair counts 1 from 0xB0A1 to 0xF4FE and with 0x8E, else 2, and 3 more in the kana
+      // rows: each pair once by its first byte, and again by its second if not `one`.
+      uint64_t counted = counted_bits(i, from);
+      uint64_t p = pair & counted;
+      uint64_t two = p & ~one;
+      uint64_t once = p | (kana_pair & counted) | (two << 1);
+      sum += count_bits_weighted(once, p & row, 3) + static_cast<int64_t>(two >> 63);
+    }
+  }
+  *score += sum;
+  return i + carry;
+}
+#endif
+
+template <bool kScore>
+int64_t clean_euc(unsigned char* t, size_t n, size_t from) {
+  int64_t score = 0;
+  size_t i = 0;
+#if defined(__SSE2__)
+  i = clean_euc_blocks<kScore>(t, n, from, &score);
+#endif
+  return score + clean_euc_from<kScore>(t, n, from, i);
 }
 
 template <bool kScore>

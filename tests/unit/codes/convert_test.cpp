@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "common/byte_tables.h"
 #include "run/run.h"
 #include "run/stores.h"
 
@@ -305,6 +307,266 @@ TEST(CleanText, LeavesCodesItDoesNotKnow) {
     EXPECT_EQ(clean_text(text.data(), code, text.size(), 1), 1);
     EXPECT_EQ(text, "\x07\x81");
   }
+}
+
+// The sweeps byte by byte, as the program first had them: what the sweeps over whole
+// blocks must agree with, bytes and score.
+int64_t sjis_swept_bytewise(std::string& s, size_t from) {
+  auto* t = reinterpret_cast<unsigned char*>(s.data());
+  size_t n = s.size();
+  int64_t score = 0;
+  size_t i = 0;
+  while (i + 1 < n) {
+    unsigned c = t[i];
+    unsigned d = t[i + 1];
+    if ((tbl::sjis[c] & tbl::kLead) && (tbl::sjis[d] & tbl::kTrail)) {
+      unsigned v = (c << 8) | d;
+      if (i >= from) score += (v >= 0x989F && v <= 0xEAA4) ? 2 : 4;
+      i += 2;
+    } else if (tbl::sjis[c] & (tbl::kSingle | tbl::kKana)) {
+      t[i] = tbl::ctrl_blank[c];
+      if (t[i] == c && c >= 0x80 && i >= from) score += c >= 0xFD ? -30 : 1;
+      ++i;
+    } else {
+      t[i++] = ' ';
+    }
+  }
+  if (i < n) {
+    unsigned c = tbl::ctrl_blank[t[i]];
+    if (tbl::sjis[c] & tbl::kLead) c = ' ';
+    t[i] = static_cast<unsigned char>(c);
+    if (c >= 0x80 && i >= from) score += (c >= 0xA1 && c <= 0xDF) ? 1 : -30;
+  }
+  return score;
+}
+
+int64_t euc_swept_bytewise(std::string& s, size_t from) {
+  auto* t = reinterpret_cast<unsigned char*>(s.data());
+  size_t n = s.size();
+  int64_t score = 0;
+  for (size_t i = 0; i < n; ++i) {
+    unsigned c = tbl::ctrl_blank[t[i]];
+    t[i] = static_cast<unsigned char>(c);
+    if (c <= 0x7F || c == 0x8F) continue;
+    unsigned d = i + 1 < n ? t[i + 1] : 0;
+    bool pair =
+        (c >= 0xA1 && c <= 0xFE && d >= 0xA1 && d <= 0xFE) || (c == 0x8E && d >= 0xA1 && d <= 0xDF);
+    if (!pair) {
+      t[i] = ' ';
+      continue;
+    }
+    if (i >= from) {
+      unsigned v = (c << 8) | d;
+      score += ((v >= 0xB0A1 && v <= 0xF4FE) || c == 0x8E) ? 1 : 2;
+      if (c == 0xA4 || c == 0xA5) score += 3;
+    }
+    ++i;
+  }
+  return score;
+}
+
+struct BlockCase {
+  const char* what;
+  std::string in;
+  size_t from;
+  std::string out;
+  int64_t score;
+};
+
+std::string as(size_t n) {
+  return std::string(n, 'a');
+}
+std::string times(size_t n, const char* piece) {
+  std::string s;
+  for (size_t k = 0; k < n; ++k) s += piece;
+  return s;
+}
+
+void check_blocks(int code, const BlockCase* cases, size_t count) {
+  for (size_t k = 0; k < count; ++k) {
+    const BlockCase& c = cases[k];
+    std::vector<char> text(c.in.begin(), c.in.end());  // no room behind, for the sanitizer
+    int64_t score = 0;
+    ASSERT_EQ(clean_text_scored(text.data(), code, text.size(), c.from, &score), 0);
+    EXPECT_EQ(std::string(text.begin(), text.end()), c.out) << c.what;
+    EXPECT_EQ(score, c.score) << c.what;
+  }
+}
+
+// The sweeps pass over 64 bytes at a time: characters across the edges of the blocks.
+TEST(CleanText, ShiftJisAcrossTheBlocks) {
+  const BlockCase cases[] = {
+      {"lead at 63 pairs with a trail at 64", as(63) + "\x82\xA0" + as(9), 0,
+       as(63) + "\x82\xA0" + as(9), 4},
+      {"lead at 63 before a blank", as(63) + "\x82 " + as(9), 0, as(63) + "  " + as(9), 0},
+      {"lead at 63 before a bell", as(63) + "\x81\x07" + as(9), 0, as(63) + "  " + as(9), 0},
+      {"0x80 at 64 trails a lead", as(63) + "\x81\x80" + as(9), 0, as(63) + "\x81\x80" + as(9), 4},
+      {"0x80 at 64 behind a whole pair", as(62) + "\x82\xA0\x80" + as(9), 0,
+       as(62) + "\x82\xA0 " + as(9), 4},
+      {"0xA0 at 64 behind ASCII", as(64) + "\xA0" + as(9), 0, as(64) + " " + as(9), 0},
+      {"kana at 64 trails a lead", as(63) + "\x83\xB1" + as(9), 0, as(63) + "\x83\xB1" + as(9), 4},
+      {"kana at 64 alone", as(64) + "\xB1" + as(9), 0, as(64) + "\xB1" + as(9), 1},
+      {"run of 64 leads pairs whole", times(64, "\x88") + " " + as(9), 0,
+       times(64, "\x88") + " " + as(9), 128},
+      {"run of 65 leads pairs its last with an 'A'", times(65, "\x88") + "A" + as(9), 0,
+       times(65, "\x88") + "A" + as(9), 132},
+      {"run of 65 leads before a blank", times(65, "\x88") + " " + as(9), 0,
+       times(64, "\x88") + "  " + as(9), 128},
+      {"run of 64 leads from 1", "a" + times(64, "\x88") + " " + as(9), 0,
+       "a" + times(64, "\x88") + " " + as(9), 128},
+      {"run of 65 leads from 1", "a" + times(65, "\x88") + " " + as(9), 0,
+       "a" + times(64, "\x88") + "  " + as(9), 128},
+      {"lead at 127 pairs with the last byte", as(127) + "\x81\x40", 0, as(127) + "\x81\x40", 4},
+      {"lone lead as the last byte", as(128) + "\x81", 0, as(128) + " ", 0},
+      {"0xFD-0xFF count against", as(63) + "\xFD\xFE" + as(9), 0, as(63) + "\xFD\xFE" + as(9), -60},
+      {"0x98 and 0xEA pairs decided by the second byte",
+       as(60) + "\x98\x9E\x98\x9F\xEA\xA4\xEA\xA5" + as(9), 0,
+       as(60) + "\x98\x9E\x98\x9F\xEA\xA4\xEA\xA5" + as(9), 12},
+      {"from leaves out the pairs before it", times(70, "\x88") + as(9), 3,
+       times(70, "\x88") + as(9), 4 * 33},
+      {"from in the second block", times(70, "\x88") + as(9), 65, times(70, "\x88") + as(9), 8},
+      {"from past the end", times(70, "\x88") + "\xB1" + as(9), 200,
+       times(70, "\x88") + "\xB1" + as(9), 0},
+  };
+  check_blocks(kSjis, cases, std::size(cases));
+}
+
+TEST(CleanText, EucJpAcrossTheBlocks) {
+  const BlockCase cases[] = {
+      {"pair across 63 and 64", as(63) + "\xA4\xA2" + as(9), 0, as(63) + "\xA4\xA2" + as(9), 5},
+      {"first byte at 63 before a blank", as(63) + "\xA4 " + as(9), 0, as(63) + "  " + as(9), 0},
+      {"0x8E at 63 with its kana at 64", as(63) + "\x8E\xB1" + as(9), 0,
+       as(63) + "\x8E\xB1" + as(9), 1},
+      {"0x8E at 63 before no kana", as(63) + "\x8E\xE0" + as(9), 0, as(63) + "  " + as(9), 0},
+      {"0x8E, its kana, then a pair", as(62) + "\x8E\xB1\xA4\xA2" + as(9), 0,
+       as(62) + "\x8E\xB1\xA4\xA2" + as(9), 6},
+      {"0x8F stands alone before a pair", as(63) + "\x8F\xA2\xC3" + as(9), 0,
+       as(63) + "\x8F\xA2\xC3" + as(9), 2},
+      {"run of 65 before ASCII", times(65, "\xB0") + as(10), 0, times(64, "\xB0") + " " + as(10),
+       32},
+      {"run of 64 from 1", "a" + times(64, "\xB0") + as(9), 0, "a" + times(64, "\xB0") + as(9), 32},
+      {"0xFF and 0xA0 at 64", as(64) + "\xFF\xA0" + as(9), 0, as(64) + "  " + as(9), 0},
+      {"bell at 64", as(64) + "\x07\n" + as(9), 0, as(64) + " \n" + as(9), 0},
+      {"lone first byte as the last byte", as(128) + "\xA4", 0, as(128) + " ", 0},
+      {"from in the second block", times(70, "\xA4") + as(9), 65, times(70, "\xA4") + as(9), 10},
+  };
+  check_blocks(kEuc, cases, std::size(cases));
+}
+
+// Texts that stress the sweeps over whole blocks: the bytes that each sweep treats in a
+// way of its own, long runs of lead bytes, and faults at the edges of the blocks.
+class SweepTexts {
+ public:
+  explicit SweepTexts(int code) : code_(code), random_(code) {
+    const char* japanese[] = {
+        "名無しさん<><>2008/05/11(日) 19:18:34 ID:BN4CZEYf<> ",
+        "近所の夏祭りを申し込んだ試験を解約した…今年の桜のバスが消えた(笑)",
+        " <br> スレ立て乙 <br> ",
+        "①㈱髙～ｗｗｗ弌腕熙",
+        "ﾊﾝｶｸｶﾅ(´・ω・`)",
+        "\n",
+        "&gt;&gt;1 http://example.net/test/read.cgi/a/1/ ",
+        "ぶっちゃけ猫を忘れた。",
+    };
+    auto run = std::make_unique<Run>();
+    init_stores(*run);
+    fill_empty_slots(*run);
+    output_setup(*run);
+    run->waits = false;
+    for (const char* piece : japanese) {
+      std::string text = sjis_from_utf8(piece);
+      if (code == kEuc) convert_code(*run, text, kSjis, kEuc, 4 * text.size() + 8);
+      pieces_.push_back(text);
+    }
+  }
+
+  std::string next() {
+    std::string s;
+    size_t n = random_() % 700;
+    switch (random_() % 4) {
+      case 0:  // bytes at random, half of them troublesome
+        while (s.size() < n) s += static_cast<char>(random_() % 2 ? odd_byte() : random_());
+        break;
+      case 1:  // mostly lead bytes, in runs of every length
+        while (s.size() < n) {
+          s.append(random_() % 80, static_cast<char>(lead_byte()));
+          s += static_cast<char>(odd_byte());
+        }
+        break;
+      default:  // a log with faults
+        while (s.size() < n) s += pieces_[random_() % pieces_.size()];
+        for (int k = static_cast<int>(random_() % 8); k > 0 && !s.empty(); --k) {
+          size_t at = near_edge(s.size());
+          s[at] = static_cast<char>(random_() % 3 ? odd_byte() : lead_byte());
+        }
+    }
+    return s;
+  }
+
+  // Where the score begins: the start, the edges of the blocks, anywhere, past the end.
+  size_t from(size_t n) {
+    switch (random_() % 4) {
+      case 0:
+        return 0;
+      case 1:
+        return near_edge(n + 2);
+      default:
+        return random_() % (n + 3);
+    }
+  }
+
+ private:
+  unsigned odd_byte() {
+    static const unsigned char bytes[] = {
+        0x00, 0x07, 0x09, 0x0A, 0x0D, 0x1A, 0x1F, 0x20, 0x3F, 0x40, 0x41, 0x7E, 0x7F,
+        0x80, 0x81, 0x8E, 0x8F, 0x97, 0x98, 0x99, 0x9E, 0x9F, 0xA0, 0xA1, 0xA4, 0xA5,
+        0xAF, 0xB0, 0xDF, 0xE0, 0xE9, 0xEA, 0xEB, 0xF4, 0xF5, 0xFC, 0xFD, 0xFE, 0xFF};
+    return bytes[random_() % std::size(bytes)];
+  }
+  unsigned lead_byte() {
+    if (code_ == kSjis) return random_() % 2 ? 0x81 + random_() % 0x1F : 0xE0 + random_() % 0x1D;
+    return 0xA1 + random_() % 0x5E;
+  }
+  size_t near_edge(size_t n) {
+    size_t at = (random_() % (n / 64 + 1)) * 64 + random_() % 5;
+    at = at >= 2 ? at - 2 : 0;
+    if (random_() % 8 == 0) at = n - 1;
+    return at < n ? at : n - 1;
+  }
+
+  int code_;
+  std::mt19937 random_;
+  std::vector<std::string> pieces_;
+};
+
+void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t)) {
+  SweepTexts texts(code);
+  for (int round = 0; round < 6000; ++round) {
+    const std::string in = texts.next();
+    std::string want = in;
+    size_t from = texts.from(in.size());
+    int64_t want_score = bytewise(want, from);
+
+    std::vector<char> text(in.begin(), in.end());
+    int64_t score = 0;
+    ASSERT_EQ(clean_text_scored(text.data(), code, text.size(), from, &score), 0);
+    std::string got(text.begin(), text.end());
+    ASSERT_EQ(got, want) << "round " << round << ", " << in.size() << " bytes, first change at "
+                         << std::mismatch(got.begin(), got.end(), want.begin()).first - got.begin();
+    ASSERT_EQ(score, want_score) << "round " << round << ", from " << from;
+
+    std::vector<char> plain(in.begin(), in.end());
+    clean_text(plain.data(), code, plain.size(), 1);
+    ASSERT_EQ(std::string(plain.begin(), plain.end()), want) << "round " << round;
+  }
+}
+
+TEST(CleanText, ShiftJisAgreesWithTheBytewiseSweep) {
+  sweep_against_bytewise(kSjis, sjis_swept_bytewise);
+}
+
+TEST(CleanText, EucJpAgreesWithTheBytewiseSweep) {
+  sweep_against_bytewise(kEuc, euc_swept_bytewise);
 }
 
 TEST(Base64, VectorsOfTheStandard) {
