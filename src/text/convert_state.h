@@ -1,6 +1,8 @@
 // Working state of the thread converter, kept between posts of one thread.
 #pragma once
 
+#include <cstddef>
+#include <memory>
 #include <string>
 
 namespace tz {
@@ -14,6 +16,10 @@ struct ConvertState {
   std::string note;       // the omission note of a cut body
   std::string text;       // head, foot and title blocks; the excerpt's text
   std::string fold;       // the excerpt's text being folded
+
+  // Where the body scanner builds a field before it is appended at once; never cleared.
+  std::unique_ptr<char[]> field;
+  size_t field_room = 0;
 };
 
 }  // namespace tz
