@@ -535,19 +535,24 @@ void read_post(Run& run) {
     return;
   }
 
+  // The date field is read from its first kDateCopy bytes; a copy is made only for a
+  // BE notation to be rewritten in.
   ConvertState& cs = run.conv;
-  std::string_view date_field = field_view(lf.fields[2]);
-  cs.date_work.assign(date_field.substr(0, kDateCopy));
+  std::string_view date = field_view(lf.fields[2]).substr(0, kDateCopy);
 
   std::string_view name = field_view(lf.fields[0]);
   if (name.size() >= 7 && name.substr(0, 3) == "<b>") name = name.substr(3, name.size() - 7);
 
   DateInfo info;
   char digits[20] = {};
-  read_date(run, &info, digits, cs.date_work.c_str(), run.code_out, 0);
+  read_date(run, &info, digits, date, run.code_out, 0);
   if (info.ok) {
     post.date_ok = 1;
-    rewrite_be(run, cs.date_work);
+    if (may_hold_be(date)) {
+      cs.date_work.assign(date);
+      rewrite_be(run, cs.date_work);
+      date = cs.date_work;
+    }
   }
 
   std::string_view body = field_view(lf.fields[3]);
@@ -582,7 +587,7 @@ void read_post(Run& run) {
       post.mail.assign(mail);
     }
   }
-  if (whole) whole = scan_any(s, cs.date_work, post.date, false);
+  if (whole) whole = scan_any(s, date, post.date, false);
   if (whole) whole = scan_any(s, body, post.body, true);
   if (!whole) {
     make_broken(run);
