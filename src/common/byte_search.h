@@ -76,7 +76,12 @@ TZ_INLINE inline void copy_bytes(char* dst, const char* src, size_t n) {
     struct Block {
       uint64_t a, b;
     };
-    for (size_t at = 0; at + 16 <= n; at += 16) move(at, Block{});
+    size_t at = 0;
+    for (; at + 32 <= n; at += 32) {
+      move(at, Block{});
+      move(at + 16, Block{});
+    }
+    if (at + 16 <= n) move(at, Block{});
     move(n - 16, Block{});
   } else if (n >= 8) {
     move(0, uint64_t{});

@@ -21,7 +21,6 @@ struct WeekdayMemo {
 // Work strings of the converter and the body scanner. They live as long as the run, so
 // that their room is reserved once and reused by every post.
 struct ConvertState {
-  std::string block;      // the post block being built
   std::string date_work;  // copy of the date field that read_post works on
   std::string link;       // a web address being collected for shortening
   std::string note;       // the omission note of a cut body
@@ -31,6 +30,11 @@ struct ConvertState {
   // Where the body scanner builds a field before it is appended at once; never cleared.
   std::unique_ptr<char[]> field;
   size_t field_room = 0;
+
+  // Post blocks built and not yet written (convert_thread).
+  std::unique_ptr<char[]> posts;
+  size_t posts_len = 0;
+  size_t posts_room = 0;
 
   // Weekday texts of other codes met last, with their conversions (read_date).
   std::array<WeekdayMemo, 8> weekdays;
