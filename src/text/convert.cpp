@@ -197,7 +197,7 @@ int convert_thread(Run& run, int list_only, int tree_mode, const Times& times) {
         write_text(run, t);
       }
     }
-    next_line(run, cur);
+    next_line(run, cur, cur ? run.log.sfile.data() + run.log.sfile.size() : nullptr);
     if (lf.end_flag) break;
     if (run.sflg.subkind == 4) {
       // Numbered logs: a gap in the numbers is kept, a repeated number is not.
