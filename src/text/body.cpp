@@ -1,5 +1,6 @@
 #include "text/body.h"
 
+#include <cassert>
 #include <cstring>
 #include <memory>
 #include <string_view>
@@ -195,26 +196,18 @@ void record_cut(Scanner& s, int lines, const std::string& out, std::string_view 
 // With kExact the blanks are stops and the room is checked at every stop, as the scan
 // of an overlong body must stop where it would have found out, for the cut of the line
 // limit that it leaves behind. Without it the field is known to fit its room.
+//
+// `p` is the field's first stop; scan_start has looked at the start of the field.
 template <bool kExact, bool kComma, bool kLinks>
-bool scan_field(Scanner& s, const char* head, const char* end, std::string& out, bool body) {
+bool scan_field(Scanner& s, const char* head, const char* end, std::string& out, bool body,
+                const char* p) {
   using Stop = Stops<kExact, kComma, kLinks>;
   constexpr auto kRoom = static_cast<ptrdiff_t>(kFieldRoom);
   Run& run = s.run;
   int lines = s.lines;
-  // The line count at which the line limit strikes; 0 when it can't in this field. It
-  // strikes at the start of the body or right behind the break that began that line.
+  // The line count at which the line limit strikes behind a break; 0 when it can't (any
+  // more) in this field.
   int cut_at = body && s.limit != 0 && s.cut_line == 0 ? s.limit : 0;
-  if (cut_at != 0 && lines == cut_at) {
-    record_cut(s, lines, out, std::string_view());
-    cut_at = 0;
-  }
-  const char* p = Stop::find(head, end, head);
-  if (p >= end) {
-    // Most names and dates, and many a body, hold no byte of interest.
-    if (kExact && end - head > kRoom) return false;
-    out.append(head, static_cast<size_t>(end - head));
-    return true;
-  }
 
   // The output of a field is no longer than what it was made of but for the line
   // breaks: the room is checked where one is put in.
@@ -359,6 +352,20 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
   }
 }
 
+// The start of a field: the line limit strikes at once in a body when it is 1, and many
+// a field holds no stop byte at all.
+template <bool kExact, bool kComma, bool kLinks>
+bool scan_start(Scanner& s, const char* head, const char* end, std::string& out, bool body) {
+  if (body && s.limit != 0 && s.cut_line == 0 && s.lines == s.limit) {
+    record_cut(s, s.lines, out, std::string_view());
+  }
+  const char* p = Stops<kExact, kComma, kLinks>::find(head, end, head);
+  if (p < end) return scan_field<kExact, kComma, kLinks>(s, head, end, out, body, p);
+  if (kExact && end - head > static_cast<ptrdiff_t>(kFieldRoom)) return false;
+  out.append(head, static_cast<size_t>(end - head));
+  return true;
+}
+
 // Scans a field with the stops of its line: false when it is broken. Only a body with a
 // line limit needs the scan of a field that can't fit its room; a comma mark that began
 // with a blank would need the blanks as stops.
@@ -371,21 +378,21 @@ bool scan_any(Scanner& s, std::string_view field, std::string& out, bool body) {
   const int set = (exact ? 4 : 0) | (s.comma_log ? 2 : 0) | (s.short_links ? 1 : 0);
   switch (set) {
     case 0:
-      return scan_field<false, false, false>(s, head, end, out, body);
+      return scan_start<false, false, false>(s, head, end, out, body);
     case 1:
-      return scan_field<false, false, true>(s, head, end, out, body);
+      return scan_start<false, false, true>(s, head, end, out, body);
     case 2:
-      return scan_field<false, true, false>(s, head, end, out, body);
+      return scan_start<false, true, false>(s, head, end, out, body);
     case 3:
-      return scan_field<false, true, true>(s, head, end, out, body);
+      return scan_start<false, true, true>(s, head, end, out, body);
     case 4:
-      return scan_field<true, false, false>(s, head, end, out, body);
+      return scan_start<true, false, false>(s, head, end, out, body);
     case 5:
-      return scan_field<true, false, true>(s, head, end, out, body);
+      return scan_start<true, false, true>(s, head, end, out, body);
     case 6:
-      return scan_field<true, true, false>(s, head, end, out, body);
+      return scan_start<true, true, false>(s, head, end, out, body);
     default:
-      return scan_field<true, true, true>(s, head, end, out, body);
+      return scan_start<true, true, true>(s, head, end, out, body);
   }
 }
 
@@ -398,8 +405,15 @@ void make_broken(Run& run) {
   post.mail.clear();
 }
 
-std::string_view field_view(const char* f) {
-  return f ? std::string_view(f) : std::string_view();
+// Field `i` of the line split by next_line. Its separator, made NUL, lies right before
+// the next field, so its length needs no strlen but for the last one.
+std::string_view field_view(const LineFields& lf, int i, size_t sep) {
+  const char* f = lf.fields[i];
+  if (f == nullptr) return std::string_view();
+  const char* next = i < 8 ? lf.fields[i + 1] : nullptr;
+  const size_t n = next ? static_cast<size_t>(next - f) - sep : std::strlen(f);
+  assert(n == std::strlen(f));
+  return std::string_view(f, n);
 }
 
 // A text of the program (UTF-8 here) in the output code.
@@ -538,9 +552,10 @@ void read_post(Run& run) {
   // The date field is read from its first kDateCopy bytes; a copy is made only for a
   // BE notation to be rewritten in.
   ConvertState& cs = run.conv;
-  std::string_view date = field_view(lf.fields[2]).substr(0, kDateCopy);
+  const size_t sep = run.sflg.kind == 1 ? 1 : 2;  // the line's separator: ',' or "<>"
+  std::string_view date = field_view(lf, 2, sep).substr(0, kDateCopy);
 
-  std::string_view name = field_view(lf.fields[0]);
+  std::string_view name = field_view(lf, 0, sep);
   if (name.size() >= 7 && name.substr(0, 3) == "<b>") name = name.substr(3, name.size() - 7);
 
   DateInfo info;
@@ -555,7 +570,7 @@ void read_post(Run& run) {
     }
   }
 
-  std::string_view body = field_view(lf.fields[3]);
+  std::string_view body = field_view(lf, 3, sep);
   if (run.sflg.k_machi == 2) {
     // Such boards close a body with a blank and two breaks of their own.
     size_t blank = body.rfind(' ');
@@ -576,9 +591,23 @@ void read_post(Run& run) {
       comma_log && run.str.comma_mark ? std::string_view(run.str.comma_mark) : std::string_view()};
   if (!body.empty() && body[0] == ' ') body.remove_prefix(1);
 
-  bool whole = scan_any(s, name, post.name, false);
+  // The common case, a <> log with links left alone and fields that fit: a field with
+  // no '<' or '&' is taken as it is, else scanned from its first one.
+  const bool plain = !comma_log && !s.short_links;
+  auto scan = [&](std::string_view f, std::string& out, bool in_body) {
+    if (!plain || f.size() > kFieldRoom || (in_body && s.limit != 0)) {
+      return scan_any(s, f, out, in_body);
+    }
+    const char* head = f.data();
+    const char* end = head + f.size();
+    const char* p = Stops<false, false, false>::find(head, end, head);
+    if (p < end) return scan_field<false, false, false>(s, head, end, out, in_body, p);
+    out.append(f);
+    return true;
+  };
+  bool whole = scan(name, post.name, false);
   if (whole) {
-    std::string_view mail = field_view(lf.fields[1]);
+    std::string_view mail = field_view(lf, 1, sep);
     if (comma_log) {
       whole = scan_any(s, mail, post.mail, false);
     } else if (mail.size() > kFieldRoom) {
@@ -587,8 +616,8 @@ void read_post(Run& run) {
       post.mail.assign(mail);
     }
   }
-  if (whole) whole = scan_any(s, date, post.date, false);
-  if (whole) whole = scan_any(s, body, post.body, true);
+  if (whole) whole = scan(date, post.date, false);
+  if (whole) whole = scan(body, post.body, true);
   if (!whole) {
     make_broken(run);
     return;
@@ -601,7 +630,7 @@ void read_post(Run& run) {
       post.name.pop_back();
     }
   }
-  if (!post.date.empty() && post.date_ok == 1) {
+  if (!post.date.empty() && post.date_ok == 1 && post.date[0] == ' ') {
     size_t lead = post.date.find_first_not_of(' ');
     post.date.erase(0, lead == std::string::npos ? post.date.size() : lead);
   }

@@ -121,15 +121,17 @@ long find_time(const Field& f) {
 
 // Time digits from `p`, the first digit of the last group; result the end of the time.
 long read_time(const Field& f, long p, DateInfo* info, char* digits) {
+  // p stands above 10 and before the last byte: p - 6 to p + 1 lie in the field.
+  const char* x = f.text;
   char* t = digits + 8;
   long end = p + 2;
-  if (f.digit(p - 3) && f.is(p - 4, ':') && f.digit(p - 5)) {
-    t[0] = f.at(p - 6);
-    t[1] = f.at(p - 5);
-    t[2] = f.at(p - 3);
-    t[3] = f.at(p - 2);
-    t[4] = f.at(p);
-    t[5] = f.at(p + 1);
+  if (is_digit(x[p - 3]) && x[p - 4] == ':' && is_digit(x[p - 5])) {
+    t[0] = x[p - 6];
+    t[1] = x[p - 5];
+    t[2] = x[p - 3];
+    t[3] = x[p - 2];
+    t[4] = x[p];
+    t[5] = x[p + 1];
     info->time_digits = 6;
     if (f.is(p + 2, '.')) {
       t[6] = f.at(p + 3);
@@ -140,10 +142,10 @@ long read_time(const Field& f, long p, DateInfo* info, char* digits) {
     }
   } else {
     // The hour is taken as it stands, a blank included.
-    t[0] = f.at(p - 3);
-    t[1] = f.at(p - 2);
-    t[2] = f.at(p);
-    t[3] = f.at(p + 1);
+    t[0] = x[p - 3];
+    t[1] = x[p - 2];
+    t[2] = x[p];
+    t[3] = x[p + 1];
     info->time_digits = 4;
   }
   return end;
@@ -153,6 +155,13 @@ long read_time(const Field& f, long p, DateInfo* info, char* digits) {
 // them.
 bool in_weekdays(const char* wd, size_t n) {
   constexpr size_t kNames = sizeof kWeekdays - 1;
+  if (n == 2) {
+    // The usual bracket holds one name: its two bytes against the 13 pairs of the names.
+    for (size_t i = 0; i + 2 <= kNames; ++i) {
+      if (kWeekdays[i] == wd[0] && kWeekdays[i + 1] == wd[1]) return true;
+    }
+    return false;
+  }
   if (n == 0) return true;
   if (n > kNames) return false;
   for (size_t i = 0; i + n <= kNames; ++i) {
@@ -300,19 +309,20 @@ void read_day(Run& run, const Field& f, long p, int code, DateInfo* info, char* 
     }
     top = slash;
   }
-  if (q <= 4 || !f.is(q - 4, '/')) return;
+  // From here q - 5 to q + 2 lie in the field: q stands before the time's digit p.
+  if (q <= 4 || t[q - 4] != '/') return;
   long start;
   if (q > 6 && f.digit(q - 7) && f.digit(q - 8)) {
     // YYYY/MM/DD, q on the day.
-    for (int i = 0; i < 4; ++i) digits[i] = f.at(q - 8 + i);
-    digits[4] = f.at(q - 3);
-    digits[5] = f.at(q - 2);
-    digits[6] = f.at(q);
-    digits[7] = f.at(q + 1);
+    std::memcpy(digits, t + q - 8, 4);
+    digits[4] = t[q - 3];
+    digits[5] = t[q - 2];
+    digits[6] = t[q];
+    digits[7] = t[q + 1];
     info->year_digits = 4;
     start = q - 8;
     repair_date(info, digits, wd);
-  } else if (f.digit(q + 2)) {
+  } else if (is_digit(t[q + 2])) {
     // MM/DD/YYYY, q on the year.
     for (int i = 0; i < 4; ++i) digits[i] = f.at(q + i);
     digits[4] = f.at(q - 6);
@@ -327,11 +337,11 @@ void read_day(Run& run, const Field& f, long p, int code, DateInfo* info, char* 
     // YY/MM/DD, q on the day.
     std::memcpy(digits, f.at(q - 6) == '9' ? "19" : "20", 2);
     digits[2] = f.at(q - 6);
-    digits[3] = f.at(q - 5);
-    digits[4] = f.at(q - 3);
-    digits[5] = f.at(q - 2);
-    digits[6] = f.at(q);
-    digits[7] = f.at(q + 1);
+    digits[3] = t[q - 5];
+    digits[4] = t[q - 3];
+    digits[5] = t[q - 2];
+    digits[6] = t[q];
+    digits[7] = t[q + 1];
     info->year_digits = 2;
     start = q - 6 > 0 ? q - 6 : 0;
   }
