@@ -75,14 +75,26 @@ bool tag_at(const char* p, const char* end, char letter) {
          p[3] == '>';
 }
 
-// " <br> " at `p`, blind to case.
+// " <br> " at `p`, blind to case. With 8 bytes to read it is one compare: the letters
+// or'ed with 0x20 are lower case exactly when they were one of the two cases.
 bool blank_break_at(const char* p, const char* end) {
+  if (end - p >= 8) {
+    uint64_t x;
+    std::memcpy(&x, p, sizeof x);
+    uint64_t want;
+    uint64_t fold;
+    std::memcpy(&want, " <br>   ", sizeof want);
+    std::memcpy(&fold, "\0\0\x20\x20\0\0\0\0", sizeof fold);
+    uint64_t six;
+    std::memcpy(&six, "\xFF\xFF\xFF\xFF\xFF\xFF\0\0", sizeof six);
+    return ((x | fold) & six) == (want & six);
+  }
   return end - p >= 6 && p[0] == ' ' && tag_at(p + 1, end, 'b') && p[5] == ' ';
 }
 
 // The entity at the "&" at `p`: its length, 0 for none; `repl` gets its character.
 // Where two begin alike the longer wins, so "&amp;" before "&amp".
-size_t entity_at(const char* p, const char* end, char* repl) {
+TZ_INLINE inline size_t entity_at(const char* p, const char* end, char* repl) {
   const size_t left = static_cast<size_t>(end - p);
   if (left < 4) return 0;
   switch (p[1]) {
@@ -209,11 +221,13 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
   // more) in this field.
   int cut_at = body && s.limit != 0 && s.cut_line == 0 ? s.limit : 0;
 
+  ConvertState& cs = run.conv;
+
   // The output of a field is no longer than what it was made of but for the line
   // breaks: the room is checked where one is put in.
-  char* base = field_area(run.conv, 0, static_cast<size_t>(end - head) + 64);
+  char* base = field_area(cs, 0, static_cast<size_t>(end - head) + 64);
   char* w = base;
-  char* lim = base + run.conv.field_room;
+  char* lim = base + cs.field_room;
   const char* seg = head;
   // A "<" with no ">" behind it ends what a copy from `seg` takes: the bytes from it up
   // to the next place where the scanner copies are lost.
@@ -241,18 +255,28 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
            byte_kind(run, q, head, run.code_out, 100) == 2;
   };
   // A body line break of `len` bytes at `at`; with `ruled` the rule line follows.
+  // A short break is put in with one move of 16 bytes from a copy of it; what lies
+  // behind it is written over later, within the room kept for that.
+  char brk16[16] = {};
+  const bool short_brk = brk.size() <= sizeof brk16;
+  if (short_brk) std::memcpy(brk16, brk.data(), brk.size());
   auto line_break = [&](const char* at, size_t len, bool ruled) TZ_INLINE {
     const size_t extra = ruled ? 2 * brk.size() + rule.size() : brk.size();
-    const auto need = static_cast<size_t>(end - seg) + extra;
+    const auto need = static_cast<size_t>(end - seg) + extra + sizeof brk16;
     if (static_cast<size_t>(lim - w) < need) {
       const auto have = static_cast<size_t>(w - base);
-      base = field_area(run.conv, have, have + need);
+      base = field_area(cs, have, have + need);
       w = base + have;
-      lim = base + run.conv.field_room;
+      lim = base + cs.field_room;
     }
     ++lines;
     flush(at);
-    copy(brk.data(), brk.size());
+    if (short_brk) {
+      std::memcpy(w, brk16, sizeof brk16);
+      w += brk.size();
+    } else {
+      copy(brk.data(), brk.size());
+    }
     if (ruled) {
       copy(rule.data(), rule.size());
       copy(brk.data(), brk.size());
@@ -558,12 +582,38 @@ void read_post(Run& run) {
   std::string_view name = field_view(lf, 0, sep);
   if (name.size() >= 7 && name.substr(0, 3) == "<b>") name = name.substr(3, name.size() - 7);
 
+  // The common case: a <> log with links left alone, where a field is scanned for '<'
+  // and '&' only.
+  const bool plain = run.sflg.kind != 1 && !m_short_links(run.cmdm);
+
   DateInfo info;
   char digits[20] = {};
   read_date(run, &info, digits, date, run.code_out, 0);
+  // With `date_known` the date holds no '<', and `date_amp` is its first '&' or null.
+  bool date_known = false;
+  const char* date_amp = nullptr;
   if (info.ok) {
     post.date_ok = 1;
-    if (may_hold_be(date)) {
+    bool be = false;
+    if (plain) {
+      // One search serves the BE notation, which needs a '<' or "BE:", and the scan.
+      using LtAmpB = AnyOf<'<', '&', 'B'>;
+      const char* head = date.data();
+      const char* end = head + date.size();
+      for (const char* p = head;; ++p) {
+        p = LtAmpB::find(p, end, head);
+        if (p >= end) break;
+        if (*p == '<' || (*p == 'B' && end - p >= 3 && p[1] == 'E' && p[2] == ':')) {
+          be = true;
+          break;
+        }
+        if (*p == '&' && date_amp == nullptr) date_amp = p;
+      }
+      date_known = !be;
+    } else {
+      be = may_hold_be(date);
+    }
+    if (be) {
       cs.date_work.assign(date);
       rewrite_be(run, cs.date_work);
       date = cs.date_work;
@@ -591,9 +641,8 @@ void read_post(Run& run) {
       comma_log && run.str.comma_mark ? std::string_view(run.str.comma_mark) : std::string_view()};
   if (!body.empty() && body[0] == ' ') body.remove_prefix(1);
 
-  // The common case, a <> log with links left alone and fields that fit: a field with
-  // no '<' or '&' is taken as it is, else scanned from its first one.
-  const bool plain = !comma_log && !s.short_links;
+  // In the common case a field that fits its room and holds no '<' or '&' is taken as
+  // it is, else scanned from its first one.
   auto scan = [&](std::string_view f, std::string& out, bool in_body) {
     if (!plain || f.size() > kFieldRoom || (in_body && s.limit != 0)) {
       return scan_any(s, f, out, in_body);
@@ -616,7 +665,17 @@ void read_post(Run& run) {
       post.mail.assign(mail);
     }
   }
-  if (whole) whole = scan(date, post.date, false);
+  if (whole && date_known) {
+    const char* head = date.data();
+    if (date_amp == nullptr) {
+      post.date.append(date);
+    } else {
+      whole =
+          scan_field<false, false, false>(s, head, head + date.size(), post.date, false, date_amp);
+    }
+  } else if (whole) {
+    whole = scan(date, post.date, false);
+  }
   if (whole) whole = scan(body, post.body, true);
   if (!whole) {
     make_broken(run);

@@ -59,6 +59,11 @@ TEST(ReadPost, BodyScanner) {
       {"&amp; <br> x", "&|x"},
       {"&nbsp;<br> x", " | x"},
       {"a <BR>b <hr> c", "a |b |" + rule + "| c"},
+      // The break at the end loses the last blank of its indent, as any body does.
+      {"a <bR> ", "a" + kBreak.substr(0, kBreak.size() - 1)},
+      {"a <br >b", "a b"},
+      {"a <bz> b", "a  b"},
+      {"a <Br> <bR> <br> b", "a|||b"},
       {"a<hr>b", "a|" + rule + "|b"},
       {" ", ""},
       {"  two", " two"},
