@@ -126,11 +126,23 @@ struct Scanner {
   bool short_links;
   bool comma_log;
   bool sjis_walk;  // byte_kind can find second bytes (Shift_JIS output, no abroad board)
-  std::string_view brk;
-  std::string_view rule;
   std::string_view comma_mark;
   int lines = 1;
   int cut_line = 0;
+
+  // The body break and the rule line, looked up at the first break of a post. A short
+  // break is also kept in 16 bytes, to be put in with one move.
+  bool have_breaks = false;
+  std::string_view brk{};
+  std::string_view rule{};
+  char brk16[16] = {};
+
+  void look_up_breaks() {
+    brk = run.str.body_break.view();
+    rule = run.str.rule_line.view();
+    if (brk.size() <= sizeof brk16) std::memcpy(brk16, brk.data(), brk.size());
+    have_breaks = true;
+  }
 };
 
 // The scanner's work area with room for `need` bytes, its first `have` kept. A field is
@@ -235,8 +247,6 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
   const char* gt = nullptr;  // the ">" found last
   bool no_gt = false;        // no ">" stands behind the last "<" looked at
   const bool walk = s.sjis_walk;
-  const std::string_view brk = s.brk;
-  const std::string_view rule = s.rule;
 
   auto copy = [&](const char* from, size_t n) TZ_INLINE {
     copy_bytes(w, from, n);
@@ -254,15 +264,15 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
            (tbl::sjis[static_cast<uint8_t>(q[-1])] & tbl::kLead) &&
            byte_kind(run, q, head, run.code_out, 100) == 2;
   };
-  // A body line break of `len` bytes at `at`; with `ruled` the rule line follows.
-  // A short break is put in with one move of 16 bytes from a copy of it; what lies
-  // behind it is written over later, within the room kept for that.
-  char brk16[16] = {};
-  const bool short_brk = brk.size() <= sizeof brk16;
-  if (short_brk) std::memcpy(brk16, brk.data(), brk.size());
+  // A body line break of `len` bytes at `at`; with `ruled` the rule line follows. A
+  // short break goes in with one move of 16 bytes; what lies behind it is written over
+  // later, within the room kept for that.
   auto line_break = [&](const char* at, size_t len, bool ruled) TZ_INLINE {
+    if (!s.have_breaks) s.look_up_breaks();
+    const std::string_view brk = s.brk;
+    const std::string_view rule = s.rule;
     const size_t extra = ruled ? 2 * brk.size() + rule.size() : brk.size();
-    const auto need = static_cast<size_t>(end - seg) + extra + sizeof brk16;
+    const auto need = static_cast<size_t>(end - seg) + extra + sizeof s.brk16;
     if (static_cast<size_t>(lim - w) < need) {
       const auto have = static_cast<size_t>(w - base);
       base = field_area(cs, have, have + need);
@@ -271,8 +281,8 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
     }
     ++lines;
     flush(at);
-    if (short_brk) {
-      std::memcpy(w, brk16, sizeof brk16);
+    if (brk.size() <= sizeof s.brk16) {
+      std::memcpy(w, s.brk16, sizeof s.brk16);
       w += brk.size();
     } else {
       copy(brk.data(), brk.size());
@@ -636,8 +646,6 @@ void read_post(Run& run) {
       m_short_links(cm),
       comma_log,
       run.code_out <= kSjis && run.sflg.k_abroad == 0,
-      run.str.body_break.view(),
-      run.str.rule_line.view(),
       comma_log && run.str.comma_mark ? std::string_view(run.str.comma_mark) : std::string_view()};
   if (!body.empty() && body[0] == ' ') body.remove_prefix(1);
 
