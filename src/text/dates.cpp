@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -588,20 +587,48 @@ void recast_date(Run& run) {
       weekday_of(read_number(digits, 4), read_number(digits + 4, 2), read_number(digits + 6, 2));
   const char* name = run.str.weekday[n];
 
+  // The new head, as "%c%c/%c%c/%c%c %c%c:%c%c" or "%.4s/%.2s/%.2s(%s) %c%c:%c%c" and
+  // the like would print it. A weekday name is shorter than a row of 16 bytes.
   char head[96];
-  int len = 0;
+  size_t len = 0;
+  auto put = [&](char c) { head[len++] = c; };
+  auto put2 = [&](const char* two) {  // "%c%c"
+    put(two[0]);
+    put(two[1]);
+  };
+  auto put_text = [&](const char* text, size_t most) {  // "%.*s"
+    for (size_t i = 0; i < most && text[i] != '\0'; ++i) put(text[i]);
+  };
   if (mode == 2) {
-    len = std::snprintf(head, sizeof head, "%c%c/%c%c/%c%c %c%c:%c%c", digits[2], digits[3],
-                        digits[4], digits[5], digits[6], digits[7], digits[8], digits[9],
-                        digits[10], digits[11]);
+    put2(digits + 2);
+    put('/');
+    put2(digits + 4);
+    put('/');
+    put2(digits + 6);
+    put(' ');
+    put2(digits + 8);
+    put(':');
+    put2(digits + 10);
   } else if (mode == 1 || info.weekday != 0) {
-    len = std::snprintf(head, sizeof head, "%.4s/%.2s/%.2s(%s) %c%c:%c%c", digits, digits + 4,
-                        digits + 6, name, digits[8], digits[9], digits[10], digits[11]);
+    put_text(digits, 4);
+    put('/');
+    put_text(digits + 4, 2);
+    put('/');
+    put_text(digits + 6, 2);
+    put('(');
+    put_text(name, sizeof run.str.weekday[0]);
+    put(')');
+    put(' ');
+    put2(digits + 8);
+    put(':');
+    put2(digits + 10);
     if (info.time_digits >= 6) {
-      len += std::snprintf(head + len, sizeof head - len, ":%c%c", digits[12], digits[13]);
+      put(':');
+      put2(digits + 12);
     }
     if (info.time_digits == 8) {
-      len += std::snprintf(head + len, sizeof head - len, ".%c%c", digits[14], digits[15]);
+      put('.');
+      put2(digits + 14);
     }
   } else {
     // No weekday yet: it goes into the blank before the time, the rest unchanged.
@@ -617,7 +644,7 @@ void recast_date(Run& run) {
   }
   size_t end = static_cast<size_t>(info.end);
   if (date.size() - end > 4000) date.resize(end + 4000);
-  date.replace(0, end, head, static_cast<size_t>(len));
+  date.replace(0, end, head, len);
 }
 
 int weekday_of(int year, int month, int day) {

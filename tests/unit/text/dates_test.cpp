@@ -319,6 +319,9 @@ TEST(RecastDate, RecastsByTheWeekdayMode) {
       {2, kSjis, 0, 0, "ID:abcdefgh 12:34", "ID:abcdefgh 12:34"},  // no date: left alone
       {2, kSjis, 0, 1, "2006/01/01(日) 12:34 ID:abc", "2006/01/01(日) 12:34 ID:abc"},
       {0, kSjis, 0, 0, "2006/01/01(月) 12:34 ID:abc", "2006/01/01(月) 12:34 ID:abc"},
+      // The weekday names stand in the output code.
+      {1, kUtf8, 0, 0, "2006/01/02(x) 12:34:56 ID:a", "2006/01/02(月) 12:34:56 ID:a"},
+      {2, kEuc, 0, 0, "2006/01/02 12:34:56.78", "06/01/02 12:34"},
   };
   for (const Case& c : cases) {
     auto run = make_run(c.code);
