@@ -145,6 +145,18 @@ struct Scanner {
   }
 };
 
+// A scheme of a web address to shorten stands at `p`. Its first two bytes are compared
+// before the rest: an h, t or f is mostly a letter of a word or the second byte of a
+// katakana.
+bool scheme_at(const Run& run, const char* p, const char* end) {
+  for (const auto& row : run.str.scheme) {
+    if (row[0] == '\0' || row[0] != p[0]) continue;
+    if (row[1] != '\0' && (end - p < 2 || row[1] != p[1])) continue;
+    if (starts(p, end, row)) return true;
+  }
+  return false;
+}
+
 // The scanner's work area with room for `need` bytes, its first `have` kept. A field is
 // built there and appended to its string at once: no check of a string's room and no
 // NUL per piece.
@@ -309,11 +321,33 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
       return true;
     }
     if (kExact && p - head > kRoom) return false;
+    const char c = *p;
+    // A stop that only a comma mark or a web address can begin leads nowhere unless one
+    // stands there: only then is it asked whether it is a second byte.
+    if ((kComma && c == '\x81') || (kLinks && (c == 'h' || c == 't' || c == 'f'))) {
+      const bool comma = kComma && !s.comma_mark.empty() && starts(p, end, s.comma_mark);
+      const bool link =
+          !comma && kLinks && (c == 'h' || c == 't' || c == 'f') && scheme_at(run, p, end);
+      if ((!comma && !link) || second_byte(p)) {
+        ++p;
+        continue;
+      }
+      flush(p);
+      if (comma) {
+        *w++ = ',';
+        p += s.comma_mark.size();
+      } else {
+        std::string_view host;
+        p = shorten_link(run, p, end, &host);
+        copy(host.data(), host.size());
+      }
+      seg = p;
+      continue;
+    }
     if (second_byte(p)) {
       ++p;
       continue;
     }
-    const char c = *p;
     if (c == '&') {
       char repl;
       if (size_t len = entity_at(p, end, &repl)) {
@@ -364,23 +398,6 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
         continue;
       }
       if (!hole) hole = p;
-    }
-    if (kLinks && (c == 'h' || c == 't' || c == 'f')) {
-      bool scheme = false;
-      for (const auto& row : run.str.scheme) {
-        if (row[0] && starts(p, end, row)) {
-          scheme = true;
-          break;
-        }
-      }
-      if (scheme) {
-        flush(p);
-        std::string_view host;
-        p = shorten_link(run, p, end, &host);
-        copy(host.data(), host.size());
-        seg = p;
-        continue;
-      }
     }
     ++p;
   }
