@@ -25,9 +25,8 @@ namespace {
 constexpr size_t kNoteRoom = 255;                  // the omission note of a cut body
 constexpr int64_t kEarliestWriteTime = 843264000;  // write times up to this are not trusted
 constexpr int kNumberCap = INT_MAX / 2;            // a post number beyond this is no number
-// Post blocks are written when this much waits. A few KB spread the cost of a write
-// thin; a larger piece gains nothing, as fwrite copies it into the file's buffer all
-// the same.
+// Post blocks are written when this much waits: a few KB already spread the cost of a
+// write thin, and stdio gathers the pieces in the file's buffer.
 constexpr size_t kPostBatch = 3072;
 
 // The number at the head of a numbered log line, read as atoi would, kept in range.

@@ -21,7 +21,7 @@ struct WeekdayMemo {
 // Work strings of the converter and the body scanner. They live as long as the run, so
 // that their room is reserved once and reused by every post.
 struct ConvertState {
-  std::string date_work;  // copy of the date field that read_post works on
+  std::string date_work;  // copy of a date field whose BE notation is rewritten
   std::string link;       // a web address being collected for shortening
   std::string note;       // the omission note of a cut body
   std::string text;       // head, foot and title blocks; the excerpt's text
