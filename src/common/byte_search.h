@@ -1,7 +1,7 @@
-// Finding the next byte of a small set in a buffer, sixteen bytes at a time.
+// Finding the next byte of a small set in a buffer, sixteen bytes at a time, and copying
+// short pieces without a call.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -9,48 +9,92 @@
 #include <emmintrin.h>
 #endif
 
+// Asks the compiler to inline a small helper of a hot loop, also where it is used
+// more than once.
+#if defined(__GNUC__)
+#define TZ_INLINE __attribute__((always_inline))
+#else
+#define TZ_INLINE
+#endif
+
 namespace tz {
 
-// A set of at most eight byte values, made from a table of 256 flags.
-class ByteSet {
- public:
-  explicit ByteSet(const std::array<uint8_t, 256>& table) {
-    for (int c = 0; c < 256 && count_ < kMax; ++c) {
-      if (!table[c]) continue;
-      values_[count_] = static_cast<uint8_t>(c);
-#if defined(__SSE2__)
-      vec_[count_] = _mm_set1_epi8(static_cast<char>(c));
-#endif
-      ++count_;
-    }
-    flags_ = table;
-  }
+// A set of byte values fixed at compile time (none of them 0), searched for sixteen
+// bytes at a time.
+template <uint8_t... Cs>
+struct AnyOf {
+  static_assert(sizeof...(Cs) > 0 && ((Cs != 0) && ...));
 
-  // The first byte of [p, end) in the set, or `end`.
-  const char* find(const char* p, const char* end) const {
+  static bool has(uint8_t c) { return ((c == Cs) || ...); }
+
+  // The first byte of [p, end) in the set, or `end`. [lo, end) must be readable, lo <= p:
+  // the last bytes are read in one piece from behind when the text is long enough.
+  static const char* find(const char* p, const char* end, const char* lo) {
 #if defined(__SSE2__)
     while (end - p >= 16) {
-      __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      __m128i hit = _mm_cmpeq_epi8(x, vec_[0]);
-      for (int i = 1; i < count_; ++i) hit = _mm_or_si128(hit, _mm_cmpeq_epi8(x, vec_[i]));
-      int mask = _mm_movemask_epi8(hit);
-      if (mask) return p + __builtin_ctz(static_cast<unsigned>(mask));
+      if (unsigned m = mask(p)) return p + __builtin_ctz(m);
       p += 16;
     }
-#endif
-    while (p < end && !flags_[static_cast<uint8_t>(*p)]) ++p;
+    if (p >= end) return end;
+    const auto left = static_cast<unsigned>(end - p);
+    unsigned m;
+    if (end - lo >= 16) {
+      m = mask(end - 16) >> (16 - left);
+    } else {
+      char buf[16] = {};
+      std::memcpy(buf, p, left);
+      m = mask(buf) & ((1u << left) - 1);
+    }
+    return m ? p + __builtin_ctz(m) : end;
+#else
+    (void)lo;
+    while (p < end && !has(static_cast<uint8_t>(*p))) ++p;
     return p;
+#endif
   }
 
  private:
-  static constexpr int kMax = 8;
-  uint8_t values_[kMax] = {};
-  int count_ = 0;
-  std::array<uint8_t, 256> flags_{};
 #if defined(__SSE2__)
-  __m128i vec_[kMax];
+  static unsigned mask(const char* q) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+    __m128i hit = _mm_setzero_si128();
+    ((hit = _mm_or_si128(hit, _mm_cmpeq_epi8(x, _mm_set1_epi8(static_cast<char>(Cs))))), ...);
+    return static_cast<unsigned>(_mm_movemask_epi8(hit));
+  }
 #endif
 };
+
+// Copies `n` bytes in a few moves of 16, 8 or 4 bytes that may overlap, neither
+// reading nor writing outside the two ranges: most pieces of a field are short, and a
+// call of memcpy costs more than they do.
+TZ_INLINE inline void copy_bytes(char* dst, const char* src, size_t n) {
+  auto move = [&](size_t at, auto unit) {
+    std::memcpy(&unit, src + at, sizeof unit);
+    std::memcpy(dst + at, &unit, sizeof unit);
+  };
+  if (n >= 16) {
+    struct Block {
+      uint64_t a, b;
+    };
+    size_t at = 0;
+    for (; at + 32 <= n; at += 32) {
+      move(at, Block{});
+      move(at + 16, Block{});
+    }
+    if (at + 16 <= n) move(at, Block{});
+    move(n - 16, Block{});
+  } else if (n >= 8) {
+    move(0, uint64_t{});
+    move(n - 8, uint64_t{});
+  } else if (n >= 4) {
+    move(0, uint32_t{});
+    move(n - 4, uint32_t{});
+  } else if (n > 0) {
+    dst[0] = src[0];
+    dst[n / 2] = src[n / 2];
+    dst[n - 1] = src[n - 1];
+  }
+}
 
 // Counts the bytes `a` and the bytes `b` in [p, end) in one pass.
 inline void count_two(const char* p, const char* end, char a, char b, size_t* na, size_t* nb) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "common/byte_tables.h"
+
 namespace tz {
 
 struct Run;
@@ -13,6 +15,13 @@ struct Run;
 // What the byte at `p` is in the text that begins at `base`: 0 single byte (or no
 // double-byte code in force), 1 first byte, 2 second byte of a Shift_JIS character.
 int byte_kind(const Run& run, const char* p, const char* base, int code, int reach);
+
+// A byte that byte_kind never takes for a second byte: a byte that only stands alone
+// ('<', '&', a blank and the rest of ASCII below 0x40) makes its walk certain at once.
+// A scan can pass such a byte without asking.
+inline bool never_second(uint8_t c) {
+  return tbl::sjis[c] == tbl::kSingle;
+}
 
 // Replaces occurrences of `search` in `text`, whose room is `size` bytes. With `code`
 // 1 a match on a second byte doesn't count. `once` stops after the first. Result: the

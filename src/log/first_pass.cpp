@@ -52,12 +52,13 @@ size_t find_last_post(const char* text, size_t len, int look) {
   return stretch_end;
 }
 
-// The separator of the line at `p`: "<>" if it holds one before its line feed.
+// The separator of the line at `p`: "<>" if it holds one before its line feed. The
+// search stays in the line: a comma log has no "<>" to stop it sooner, and the lines
+// are looked at from the end.
 std::string_view line_separator(const char* p) {
   const char* lf = std::strchr(p, '\n');
-  const char* sep = std::strstr(p, "<>");
-  if (sep && (!lf || sep < lf)) return "<>";
-  return ",";
+  const std::string_view line(p, lf ? static_cast<size_t>(lf - p) : std::strlen(p));
+  return line.find("<>") != std::string_view::npos ? "<>" : ",";
 }
 
 // Skips `n` separators from `p`; null when one isn't found or lies behind `last`.
@@ -216,10 +217,10 @@ void take_dates(Run& run, Times& times) {
     if (stop) {
       std::string_view field(date, static_cast<size_t>(stop - date));
       if (slash_date(field)) {
-        std::string text_of(field.substr(0, field.size() < kDateCut ? field.size() : kDateCut));
-        if (last_date.empty()) last_date = text_of;
+        const std::string_view text_of = field.substr(0, kDateCut);
+        if (last_date.empty()) last_date.assign(text_of);
         if (!sage) {
-          age_date = text_of;
+          age_date.assign(text_of);
           break;
         }
       }

@@ -15,6 +15,8 @@ uint8_t identify_log(Run& run, char* file_date, Times& times);
 
 // Splits the line at `line` in place into run.line; sets sflg.kind to its form.
 void next_line(Run& run, char* line);
+// The same where the buffer may be read up to `limit` (null: not known).
+void next_line(Run& run, char* line, const char* limit);
 
 // Separators of the line at `line`, not looking at or behind `end`.
 int count_separators(const char* line, const char* end);

@@ -1,7 +1,8 @@
 #include "text/body.h"
 
-#include <array>
+#include <cassert>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "codes/convert.h"
@@ -25,33 +26,28 @@ constexpr size_t kExcerptWidth = 800;   // a line of the excerpt: 50 full-width 
 constexpr size_t kNameCut = 64;         // name and mail of the excerpt, Shift_JIS
 constexpr size_t kNameRoom = 159;       // name and mail of the excerpt, other codes
 
-// The bytes at which the scanner looks closer, by the form of the line and by whether
-// links are shortened: index 0 the <> log, 1 the comma log, +2 with shortened links.
-constexpr std::array<std::array<uint8_t, 256>, 4> make_stops() {
-  std::array<std::array<uint8_t, 256>, 4> t{};
-  for (int set = 0; set < 4; ++set) {
-    t[set][' '] = t[set]['<'] = t[set]['&'] = 1;
-    if (set & 1) t[set][0x81] = 1;  // first byte of the comma mark
-    if (set & 2) t[set]['h'] = t[set]['t'] = t[set]['f'] = 1;
-  }
-  return t;
-}
-constexpr auto kStops = make_stops();
-
-// The same sets for the vector search.
-const ByteSet& stop_set(int set) {
-  static const ByteSet kSets[4] = {ByteSet(kStops[0]), ByteSet(kStops[1]), ByteSet(kStops[2]),
-                                   ByteSet(kStops[3])};
-  return kSets[set];
-}
-
-struct Entity {
-  std::string_view text;
-  char repl;
-};
-// Longest first where two begin alike, so "&amp;" wins over "&amp".
-constexpr Entity kEntities[] = {{"&amp;", '&'}, {"&amp", '&'},   {"&gt;", '>'},
-                                {"&lt;", '<'},  {"&quot;", '"'}, {"&nbsp;", ' '}};
+// The stop bytes of the scanner. A blank only matters in a body, where " <br> " begins
+// with it; the scanner finds that at its "<" instead, so blanks are no stops in the
+// common case. The comma mark begins with 0x81 and only counts in a comma log; h, t and
+// f begin the schemes of shortened links.
+template <bool kBlank, bool kComma, bool kLinks>
+struct Stops;
+template <>
+struct Stops<false, false, false> : AnyOf<'<', '&'> {};
+template <>
+struct Stops<false, true, false> : AnyOf<'<', '&', 0x81> {};
+template <>
+struct Stops<false, false, true> : AnyOf<'<', '&', 'h', 't', 'f'> {};
+template <>
+struct Stops<false, true, true> : AnyOf<'<', '&', 0x81, 'h', 't', 'f'> {};
+template <>
+struct Stops<true, false, false> : AnyOf<' ', '<', '&'> {};
+template <>
+struct Stops<true, true, false> : AnyOf<' ', '<', '&', 0x81> {};
+template <>
+struct Stops<true, false, true> : AnyOf<' ', '<', '&', 'h', 't', 'f'> {};
+template <>
+struct Stops<true, true, true> : AnyOf<' ', '<', '&', 0x81, 'h', 't', 'f'> {};
 
 bool starts(const char* p, const char* end, std::string_view s) {
   return static_cast<size_t>(end - p) >= s.size() && std::memcmp(p, s.data(), s.size()) == 0;
@@ -72,24 +68,115 @@ bool istarts(std::string_view text, size_t at, std::string_view s) {
   return istarts(text.data() + at, text.data() + text.size(), s);
 }
 
-// The state of one read_post: the stop set and the line count of the body.
+// "<br>" or "<hr>" at `p`, blind to case: `letter` is 'b' or 'h'. A letter or'ed with
+// 0x20 is lower case exactly when it was one of the two cases of that letter.
+bool tag_at(const char* p, const char* end, char letter) {
+  return end - p >= 4 && p[0] == '<' && (p[1] | 0x20) == letter && (p[2] | 0x20) == 'r' &&
+         p[3] == '>';
+}
+
+// " <br> " at `p`, blind to case. With 8 bytes to read it is one compare: the letters
+// or'ed with 0x20 are lower case exactly when they were one of the two cases.
+bool blank_break_at(const char* p, const char* end) {
+  if (end - p >= 8) {
+    uint64_t x;
+    std::memcpy(&x, p, sizeof x);
+    uint64_t want;
+    uint64_t fold;
+    std::memcpy(&want, " <br>   ", sizeof want);
+    std::memcpy(&fold, "\0\0\x20\x20\0\0\0\0", sizeof fold);
+    uint64_t six;
+    std::memcpy(&six, "\xFF\xFF\xFF\xFF\xFF\xFF\0\0", sizeof six);
+    return ((x | fold) & six) == (want & six);
+  }
+  return end - p >= 6 && p[0] == ' ' && tag_at(p + 1, end, 'b') && p[5] == ' ';
+}
+
+// The entity at the "&" at `p`: its length, 0 for none; `repl` gets its character.
+// Where two begin alike the longer wins, so "&amp;" before "&amp".
+TZ_INLINE inline size_t entity_at(const char* p, const char* end, char* repl) {
+  const size_t left = static_cast<size_t>(end - p);
+  if (left < 4) return 0;
+  switch (p[1]) {
+    case 'a':
+      *repl = '&';
+      if (left >= 5 && std::memcmp(p, "&amp;", 5) == 0) return 5;
+      return std::memcmp(p, "&amp", 4) == 0 ? 4 : 0;
+    case 'g':
+      *repl = '>';
+      return std::memcmp(p, "&gt;", 4) == 0 ? 4 : 0;
+    case 'l':
+      *repl = '<';
+      return std::memcmp(p, "&lt;", 4) == 0 ? 4 : 0;
+    case 'q':
+      *repl = '"';
+      return left >= 6 && std::memcmp(p, "&quot;", 6) == 0 ? 6 : 0;
+    case 'n':
+      *repl = ' ';
+      return left >= 6 && std::memcmp(p, "&nbsp;", 6) == 0 ? 6 : 0;
+    default:
+      return 0;
+  }
+}
+
+// The state of one read_post: the settings of the scan and the line count of the body.
 struct Scanner {
   Run& run;
-  const ByteSet& stops;
   int limit;
   bool short_links;
-  std::string_view brk;
-  std::string_view rule;
+  bool comma_log;
+  bool sjis_walk;  // byte_kind can find second bytes (Shift_JIS output, no abroad board)
   std::string_view comma_mark;
   int lines = 1;
   int cut_line = 0;
+
+  // The body break and the rule line, looked up at the first break of a post. A short
+  // break is also kept in 16 bytes, to be put in with one move.
+  bool have_breaks = false;
+  std::string_view brk{};
+  std::string_view rule{};
+  char brk16[16] = {};
+
+  void look_up_breaks() {
+    brk = run.str.body_break.view();
+    rule = run.str.rule_line.view();
+    if (brk.size() <= sizeof brk16) std::memcpy(brk16, brk.data(), brk.size());
+    have_breaks = true;
+  }
 };
 
-// Collects the web address at `p` and appends its host to `out`. Result: where the
-// collecting stopped.
-const char* shorten_link(Run& run, const char* p, const char* end, std::string& out) {
+// A scheme of a web address to shorten stands at `p`. Its first two bytes are compared
+// before the rest: an h, t or f is mostly a letter of a word or the second byte of a
+// katakana.
+bool scheme_at(const Run& run, const char* p, const char* end) {
+  for (const auto& row : run.str.scheme) {
+    if (row[0] == '\0' || row[0] != p[0]) continue;
+    if (row[1] != '\0' && (end - p < 2 || row[1] != p[1])) continue;
+    if (starts(p, end, row)) return true;
+  }
+  return false;
+}
+
+// The scanner's work area with room for `need` bytes, its first `have` kept. A field is
+// built there and appended to its string at once: no check of a string's room and no
+// NUL per piece.
+char* field_area(ConvertState& cs, size_t have, size_t need) {
+  if (cs.field_room < need) {
+    const size_t room = cs.field_room * 2 > need ? cs.field_room * 2 : need;
+    std::unique_ptr<char[]> bigger(new char[room]);
+    if (have) std::memcpy(bigger.get(), cs.field.get(), have);
+    cs.field = std::move(bigger);
+    cs.field_room = room;
+  }
+  return cs.field.get();
+}
+
+// Collects the web address at `p`; `host` gets the part of it that stands for the link.
+// Result: where the collecting stopped.
+const char* shorten_link(Run& run, const char* p, const char* end, std::string_view* host) {
   std::string& link = run.conv.link;
   link.clear();
+  *host = std::string_view();
   const char* q = p;
   bool overrun = false;
   while (q < end) {
@@ -111,108 +198,194 @@ const char* shorten_link(Run& run, const char* p, const char* end, std::string& 
     ++q;
   }
   if (!overrun) {
-    size_t host = link.find("://");
-    if (host != std::string::npos) {
-      host += 3;
-      size_t slash = link.find('/', host);
-      size_t len = (slash == std::string::npos ? link.size() : slash) - host;
-      out.append(link, host, len < kHostCut ? len : kHostCut);
+    size_t at = link.find("://");
+    if (at != std::string::npos) {
+      at += 3;
+      size_t slash = link.find('/', at);
+      size_t len = (slash == std::string::npos ? link.size() : slash) - at;
+      *host = std::string_view(link).substr(at, len < kHostCut ? len : kHostCut);
     }
   }
   return q;
 }
 
+// The line limit struck at line `lines` of the body: the cut goes behind what the body
+// holds so far (what `out` held before the scan, then `built`), with shortened links at
+// its last line feed.
+void record_cut(Scanner& s, int lines, const std::string& out, std::string_view built) {
+  s.cut_line = lines;
+  size_t cut = out.size() + built.size();
+  if (s.short_links) {
+    size_t lf = built.rfind('\n');
+    if (lf != std::string_view::npos) {
+      cut = out.size() + lf;
+    } else if ((lf = out.rfind('\n')) != std::string::npos) {
+      cut = lf;
+    }
+  }
+  s.run.post.cut = cut;
+}
+
 // Scans one field from `head` to `end` into `out`. Result false when the field runs
 // past the room of a field: the whole post is then broken.
-bool scan_field(Scanner& s, const char* head, const char* end, std::string& out, bool body) {
+//
+// With kExact the blanks are stops and the room is checked at every stop, as the scan
+// of an overlong body must stop where it would have found out, for the cut of the line
+// limit that it leaves behind. Without it the field is known to fit its room.
+//
+// `p` is the field's first stop; scan_start has looked at the start of the field.
+template <bool kExact, bool kComma, bool kLinks>
+bool scan_field(Scanner& s, const char* head, const char* end, std::string& out, bool body,
+                const char* p) {
+  using Stop = Stops<kExact, kComma, kLinks>;
+  constexpr auto kRoom = static_cast<ptrdiff_t>(kFieldRoom);
   Run& run = s.run;
+  int lines = s.lines;
+  // The line count at which the line limit strikes behind a break; 0 when it can't (any
+  // more) in this field.
+  int cut_at = body && s.limit != 0 && s.cut_line == 0 ? s.limit : 0;
+
+  ConvertState& cs = run.conv;
+
+  // The output of a field is no longer than what it was made of but for the line
+  // breaks: the room is checked where one is put in.
+  char* base = field_area(cs, 0, static_cast<size_t>(end - head) + 64);
+  char* w = base;
+  char* lim = base + cs.field_room;
   const char* seg = head;
-  const char* p = head;
   // A "<" with no ">" behind it ends what a copy from `seg` takes: the bytes from it up
   // to the next place where the scanner copies are lost.
   const char* hole = nullptr;
   const char* gt = nullptr;  // the ">" found last
   bool no_gt = false;        // no ">" stands behind the last "<" looked at
-  auto flush = [&](const char* upto) {
+  const bool walk = s.sjis_walk;
+
+  auto copy = [&](const char* from, size_t n) TZ_INLINE {
+    copy_bytes(w, from, n);
+    w += n;
+  };
+  auto flush = [&](const char* upto) TZ_INLINE {
     const char* stop = hole && hole < upto ? hole : upto;
-    out.append(seg, static_cast<size_t>(stop - seg));
+    copy(seg, static_cast<size_t>(stop - seg));
     hole = nullptr;
   };
-  for (;;) {
-    if (body && s.limit != 0 && s.cut_line == 0 && s.lines == s.limit) {
-      s.cut_line = s.lines;
-      size_t cut = out.size();
-      if (s.short_links) {
-        size_t lf = out.rfind('\n');
-        if (lf != std::string::npos) cut = lf;
-      }
-      run.post.cut = cut;
+  // A stop byte can be the second byte of a Shift_JIS character only behind a byte that
+  // may lead one, and only if it can stand behind one at all; byte_kind decides.
+  auto second_byte = [&](const char* q) TZ_INLINE {
+    return walk && !never_second(static_cast<uint8_t>(*q)) && q > head &&
+           (tbl::sjis[static_cast<uint8_t>(q[-1])] & tbl::kLead) &&
+           byte_kind(run, q, head, run.code_out, 100) == 2;
+  };
+  // A body line break of `len` bytes at `at`; with `ruled` the rule line follows. A
+  // short break goes in with one move of 16 bytes; what lies behind it is written over
+  // later, within the room kept for that.
+  auto line_break = [&](const char* at, size_t len, bool ruled) TZ_INLINE {
+    if (!s.have_breaks) s.look_up_breaks();
+    const std::string_view brk = s.brk;
+    const std::string_view rule = s.rule;
+    const size_t extra = ruled ? 2 * brk.size() + rule.size() : brk.size();
+    const auto need = static_cast<size_t>(end - seg) + extra + sizeof s.brk16;
+    if (static_cast<size_t>(lim - w) < need) {
+      const auto have = static_cast<size_t>(w - base);
+      base = field_area(cs, have, have + need);
+      w = base + have;
+      lim = base + cs.field_room;
     }
-    p = s.stops.find(p, end);
+    ++lines;
+    flush(at);
+    if (brk.size() <= sizeof s.brk16) {
+      std::memcpy(w, s.brk16, sizeof s.brk16);
+      w += brk.size();
+    } else {
+      copy(brk.data(), brk.size());
+    }
+    if (ruled) {
+      copy(rule.data(), rule.size());
+      copy(brk.data(), brk.size());
+    }
+    p = at + len;
+    seg = p;
+    if (lines == cut_at) {
+      record_cut(s, lines, out, std::string_view(base, static_cast<size_t>(w - base)));
+      cut_at = 0;
+    }
+  };
+
+  const char* from = head;  // where the search that found `p` began
+  for (;; from = p, p = Stop::find(p, end, head)) {
     if (p >= end) {
-      if (end - head > static_cast<ptrdiff_t>(kFieldRoom)) return false;
+      if (kExact && end - head > kRoom) return false;
       flush(end);
+      out.append(base, static_cast<size_t>(w - base));
+      s.lines = lines;
       return true;
     }
-    if (p - head > static_cast<ptrdiff_t>(kFieldRoom)) return false;
-
-    // A stop byte can be the second byte of a Shift_JIS character only behind a byte
-    // that may lead one; byte_kind decides.
-    if (p > head && (tbl::sjis[static_cast<uint8_t>(p[-1])] & tbl::kLead) &&
-        byte_kind(run, p, head, run.code_out, 100) == 2) {
+    if (kExact && p - head > kRoom) return false;
+    const char c = *p;
+    // A stop that only a comma mark or a web address can begin leads nowhere unless one
+    // stands there: only then is it asked whether it is a second byte.
+    if ((kComma && c == '\x81') || (kLinks && (c == 'h' || c == 't' || c == 'f'))) {
+      const bool comma = kComma && !s.comma_mark.empty() && starts(p, end, s.comma_mark);
+      const bool link =
+          !comma && kLinks && (c == 'h' || c == 't' || c == 'f') && scheme_at(run, p, end);
+      if ((!comma && !link) || second_byte(p)) {
+        ++p;
+        continue;
+      }
+      flush(p);
+      if (comma) {
+        *w++ = ',';
+        p += s.comma_mark.size();
+      } else {
+        std::string_view host;
+        p = shorten_link(run, p, end, &host);
+        copy(host.data(), host.size());
+      }
+      seg = p;
+      continue;
+    }
+    if (second_byte(p)) {
       ++p;
       continue;
     }
-    const char c = *p;
     if (c == '&') {
-      const Entity* hit = nullptr;
-      for (const Entity& e : kEntities) {
-        if (starts(p, end, e.text)) {
-          hit = &e;
-          break;
-        }
-      }
-      if (hit) {
+      char repl;
+      if (size_t len = entity_at(p, end, &repl)) {
         flush(p);
-        out += hit->repl;
-        p += hit->text.size();
+        *w++ = repl;
+        p += len;
         seg = p;
         continue;
       }
     }
-    if (!s.comma_mark.empty() && starts(p, end, s.comma_mark)) {
+    if (kComma && !s.comma_mark.empty() && starts(p, end, s.comma_mark)) {
       flush(p);
-      out += ',';
+      *w++ = ',';
       p += s.comma_mark.size();
       seg = p;
       continue;
     }
-    if (body && c == ' ' && istarts(p, end, " <br> ")) {
-      ++s.lines;
-      flush(p);
-      out += s.brk;
-      p += 6;
-      seg = p;
+    if (kExact && body && c == ' ' && blank_break_at(p, end)) {
+      line_break(p, 6, false);
       continue;
     }
     if (c == '<') {
-      if (body && istarts(p, end, "<br>")) {
-        ++s.lines;
-        flush(p);
-        out += s.brk;
-        p += 4;
-        seg = p;
-        continue;
-      }
-      if (body && istarts(p, end, "<hr>")) {
-        ++s.lines;
-        flush(p);
-        out += s.brk;
-        out += s.rule;
-        out += s.brk;
-        p += 4;
-        seg = p;
-        continue;
+      if (body) {
+        // The blank before this "<" was passed over by the search; it would have been a
+        // stop of its own unless a jump took the scan past it. A blank is never a second
+        // byte.
+        if (!kExact && p - 1 >= from && blank_break_at(p - 1, end)) {
+          line_break(p - 1, 6, false);
+          continue;
+        }
+        if (tag_at(p, end, 'b')) {
+          line_break(p, 4, false);
+          continue;
+        }
+        if (tag_at(p, end, 'h')) {
+          line_break(p, 4, true);
+          continue;
+        }
       }
       if (!(gt && gt > p) && !no_gt) {
         gt = static_cast<const char*>(std::memchr(p + 1, '>', static_cast<size_t>(end - p - 1)));
@@ -226,22 +399,51 @@ bool scan_field(Scanner& s, const char* head, const char* end, std::string& out,
       }
       if (!hole) hole = p;
     }
-    if (s.short_links && (c == 'h' || c == 't' || c == 'f')) {
-      bool scheme = false;
-      for (const auto& row : run.str.scheme) {
-        if (row[0] && starts(p, end, row)) {
-          scheme = true;
-          break;
-        }
-      }
-      if (scheme) {
-        flush(p);
-        p = shorten_link(run, p, end, out);
-        seg = p;
-        continue;
-      }
-    }
     ++p;
+  }
+}
+
+// The start of a field: the line limit strikes at once in a body when it is 1, and many
+// a field holds no stop byte at all.
+template <bool kExact, bool kComma, bool kLinks>
+bool scan_start(Scanner& s, const char* head, const char* end, std::string& out, bool body) {
+  if (body && s.limit != 0 && s.cut_line == 0 && s.lines == s.limit) {
+    record_cut(s, s.lines, out, std::string_view());
+  }
+  const char* p = Stops<kExact, kComma, kLinks>::find(head, end, head);
+  if (p < end) return scan_field<kExact, kComma, kLinks>(s, head, end, out, body, p);
+  if (kExact && end - head > static_cast<ptrdiff_t>(kFieldRoom)) return false;
+  out.append(head, static_cast<size_t>(end - head));
+  return true;
+}
+
+// Scans a field with the stops of its line: false when it is broken. Only a body with a
+// line limit needs the scan of a field that can't fit its room; a comma mark that began
+// with a blank would need the blanks as stops.
+bool scan_any(Scanner& s, std::string_view field, std::string& out, bool body) {
+  const char* head = field.data();
+  const char* end = head + field.size();
+  const bool overlong = field.size() > kFieldRoom;
+  if (overlong && !(body && s.limit != 0)) return false;
+  const bool exact = overlong || (!s.comma_mark.empty() && s.comma_mark[0] == ' ');
+  const int set = (exact ? 4 : 0) | (s.comma_log ? 2 : 0) | (s.short_links ? 1 : 0);
+  switch (set) {
+    case 0:
+      return scan_start<false, false, false>(s, head, end, out, body);
+    case 1:
+      return scan_start<false, false, true>(s, head, end, out, body);
+    case 2:
+      return scan_start<false, true, false>(s, head, end, out, body);
+    case 3:
+      return scan_start<false, true, true>(s, head, end, out, body);
+    case 4:
+      return scan_start<true, false, false>(s, head, end, out, body);
+    case 5:
+      return scan_start<true, false, true>(s, head, end, out, body);
+    case 6:
+      return scan_start<true, true, false>(s, head, end, out, body);
+    default:
+      return scan_start<true, true, true>(s, head, end, out, body);
   }
 }
 
@@ -254,8 +456,15 @@ void make_broken(Run& run) {
   post.mail.clear();
 }
 
-std::string_view field_view(const char* f) {
-  return f ? std::string_view(f) : std::string_view();
+// Field `i` of the line split by next_line. Its separator, made NUL, lies right before
+// the next field, so its length needs no strlen but for the last one.
+std::string_view field_view(const LineFields& lf, int i, size_t sep) {
+  const char* f = lf.fields[i];
+  if (f == nullptr) return std::string_view();
+  const char* next = i < 8 ? lf.fields[i + 1] : nullptr;
+  const size_t n = next ? static_cast<size_t>(next - f) - sep : std::strlen(f);
+  assert(n == std::strlen(f));
+  return std::string_view(f, n);
 }
 
 // A text of the program (UTF-8 here) in the output code.
@@ -391,22 +600,54 @@ void read_post(Run& run) {
     return;
   }
 
+  // The date field is read from its first kDateCopy bytes; a copy is made only for a
+  // BE notation to be rewritten in.
   ConvertState& cs = run.conv;
-  std::string_view date_field = field_view(lf.fields[2]);
-  cs.date_work.assign(date_field.substr(0, kDateCopy));
+  const size_t sep = run.sflg.kind == 1 ? 1 : 2;  // the line's separator: ',' or "<>"
+  std::string_view date = field_view(lf, 2, sep).substr(0, kDateCopy);
 
-  std::string_view name = field_view(lf.fields[0]);
+  std::string_view name = field_view(lf, 0, sep);
   if (name.size() >= 7 && name.substr(0, 3) == "<b>") name = name.substr(3, name.size() - 7);
+
+  // The common case: a <> log with links left alone, where a field is scanned for '<'
+  // and '&' only.
+  const bool plain = run.sflg.kind != 1 && !m_short_links(run.cmdm);
 
   DateInfo info;
   char digits[20] = {};
-  read_date(run, &info, digits, cs.date_work.c_str(), run.code_out, 0);
+  read_date(run, &info, digits, date, run.code_out, 0);
+  // With `date_known` the date holds no '<', and `date_amp` is its first '&' or null.
+  bool date_known = false;
+  const char* date_amp = nullptr;
   if (info.ok) {
     post.date_ok = 1;
-    rewrite_be(run, cs.date_work);
+    bool be = false;
+    if (plain) {
+      // One search serves the BE notation, which needs a '<' or "BE:", and the scan.
+      using LtAmpB = AnyOf<'<', '&', 'B'>;
+      const char* head = date.data();
+      const char* end = head + date.size();
+      for (const char* p = head;; ++p) {
+        p = LtAmpB::find(p, end, head);
+        if (p >= end) break;
+        if (*p == '<' || (*p == 'B' && end - p >= 3 && p[1] == 'E' && p[2] == ':')) {
+          be = true;
+          break;
+        }
+        if (*p == '&' && date_amp == nullptr) date_amp = p;
+      }
+      date_known = !be;
+    } else {
+      be = may_hold_be(date);
+    }
+    if (be) {
+      cs.date_work.assign(date);
+      rewrite_be(run, cs.date_work);
+      date = cs.date_work;
+    }
   }
 
-  std::string_view body = field_view(lf.fields[3]);
+  std::string_view body = field_view(lf, 3, sep);
   if (run.sflg.k_machi == 2) {
     // Such boards close a body with a blank and two breaks of their own.
     size_t blank = body.rfind(' ');
@@ -418,30 +659,49 @@ void read_post(Run& run) {
   const bool comma_log = run.sflg.kind == 1;
   Scanner s{
       run,
-      stop_set((comma_log ? 1 : 0) + (m_short_links(cm) ? 2 : 0)),
       m_line_limit(cm),
       m_short_links(cm),
-      run.str.body_break.view(),
-      run.str.rule_line.view(),
+      comma_log,
+      run.code_out <= kSjis && run.sflg.k_abroad == 0,
       comma_log && run.str.comma_mark ? std::string_view(run.str.comma_mark) : std::string_view()};
   if (!body.empty() && body[0] == ' ') body.remove_prefix(1);
 
-  bool whole = scan_field(s, name.data(), name.data() + name.size(), post.name, false);
+  // In the common case a field that fits its room and holds no '<' or '&' is taken as
+  // it is, else scanned from its first one.
+  auto scan = [&](std::string_view f, std::string& out, bool in_body) {
+    if (!plain || f.size() > kFieldRoom || (in_body && s.limit != 0)) {
+      return scan_any(s, f, out, in_body);
+    }
+    const char* head = f.data();
+    const char* end = head + f.size();
+    const char* p = Stops<false, false, false>::find(head, end, head);
+    if (p < end) return scan_field<false, false, false>(s, head, end, out, in_body, p);
+    out.append(f);
+    return true;
+  };
+  bool whole = scan(name, post.name, false);
   if (whole) {
-    std::string_view mail = field_view(lf.fields[1]);
+    std::string_view mail = field_view(lf, 1, sep);
     if (comma_log) {
-      whole = scan_field(s, mail.data(), mail.data() + mail.size(), post.mail, false);
+      whole = scan_any(s, mail, post.mail, false);
     } else if (mail.size() > kFieldRoom) {
       whole = false;
     } else {
       post.mail.assign(mail);
     }
   }
-  if (whole) {
-    whole = scan_field(s, cs.date_work.data(), cs.date_work.data() + cs.date_work.size(), post.date,
-                       false);
+  if (whole && date_known) {
+    const char* head = date.data();
+    if (date_amp == nullptr) {
+      post.date.append(date);
+    } else {
+      whole =
+          scan_field<false, false, false>(s, head, head + date.size(), post.date, false, date_amp);
+    }
+  } else if (whole) {
+    whole = scan(date, post.date, false);
   }
-  if (whole) whole = scan_field(s, body.data(), body.data() + body.size(), post.body, true);
+  if (whole) whole = scan(body, post.body, true);
   if (!whole) {
     make_broken(run);
     return;
@@ -454,7 +714,7 @@ void read_post(Run& run) {
       post.name.pop_back();
     }
   }
-  if (!post.date.empty() && post.date_ok == 1) {
+  if (!post.date.empty() && post.date_ok == 1 && post.date[0] == ' ') {
     size_t lead = post.date.find_first_not_of(' ');
     post.date.erase(0, lead == std::string::npos ? post.date.size() : lead);
   }

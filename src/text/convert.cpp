@@ -3,8 +3,12 @@
 #include <charconv>
 #include <climits>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <string>
+#include <string_view>
 
+#include "common/byte_search.h"
 #include "log/identify.h"
 #include "platform/os.h"
 #include "run/console.h"
@@ -21,6 +25,9 @@ namespace {
 constexpr size_t kNoteRoom = 255;                  // the omission note of a cut body
 constexpr int64_t kEarliestWriteTime = 843264000;  // write times up to this are not trusted
 constexpr int kNumberCap = INT_MAX / 2;            // a post number beyond this is no number
+// Post blocks are written when this much waits: a few KB already spread the cost of a
+// write thin, and stdio gathers the pieces in the file's buffer.
+constexpr size_t kPostBatch = 3072;
 
 // The number at the head of a numbered log line, read as atoi would, kept in range.
 int leading_number(const char* s) {
@@ -45,51 +52,143 @@ void make_note(Run& run, int lines) {
   if (note.size() > kNoteRoom) note.resize(kNoteRoom);
 }
 
-// Builds the block of the post in hand and writes it.
-void write_post(Run& run, int post_no) {
+// A piece of a post block that stays the same through a thread. One of up to 16 bytes
+// goes in with one move of 16; the room of the block is kept that much larger.
+struct Piece {
+  char text[16] = {};
+  size_t size = 0;
+  std::string longer;  // the text when it is longer
+
+  Piece& operator=(std::string s) {
+    size = s.size();
+    if (size <= sizeof text) {
+      std::memcpy(text, s.data(), size);
+    } else {
+      longer = std::move(s);
+    }
+    return *this;
+  }
+};
+
+// The pieces of a post block that stay the same through a thread, joined where they
+// stand side by side.
+struct Layout {
+  Piece before_name;  // blank, name label
+  Piece mail_open;    // what stands between the name and a mail
+  Piece mail_close;   // what follows a mail
+  Piece no_mail;      // what stands between the name and the date label without one
+  Piece before_date;  // date label, the blank of a machi board
+  Piece before_body;  // line end, indent
+  Piece after_body;   // two line ends
+  bool lang_tag;      // the language of the line behind the date
+  bool recast;        // the date is recast by /m digit 2 bits 1,2
+};
+
+std::string join(std::string_view a, std::string_view b) {
+  std::string s;
+  s.reserve(a.size() + b.size());
+  s.append(a);
+  s.append(b);
+  return s;
+}
+
+Layout make_layout(const Run& run) {
   const Cmdm& cm = run.cmdm;
   const Stores& str = run.str;
-  Post& post = run.post;
-  std::string& b = run.conv.block;
-  b.clear();
-  char num[16];
-  auto res = std::to_chars(num, num + sizeof num, post_no);
-  b.append(num, res.ptr);
-  b += ' ';
-  b += m_name_label(cm) ? str.label_name.view() : str.label_name_off.view();
-  b += post.name;
-  b += ' ';
-  if (!post.mail.empty()) {
-    if (m_mail_direct(cm)) {
-      b += '[';
-      b += post.mail;
-      b += "] ";
-    } else {
-      b += str.label_mail.view();
-      b += post.mail;
-      b += ' ';
-    }
-  } else if (m_mail_direct(cm)) {
-    b += "[] ";
-  }
-  if (post.date_ok == 1 && m_weekday_mode(cm) != 0) recast_date(run);
-  b += m_date_label(cm) ? str.label_date.view() : str.label_date_off.view();
-  if (run.sflg.k_machi == 1) b += ' ';
-  b += post.date;
-  if (run.sflg.k_abroad == 2 && run.line.lang_tag) b += run.line.lang_tag;
-  b += str.newline.view();
-  b += str.body_indent.view();
-  if (post.cut == std::string::npos) {
-    b += post.body;
+  Layout lay;
+  lay.before_name = join(" ", m_name_label(cm) ? str.label_name.view() : str.label_name_off.view());
+  if (m_mail_direct(cm)) {
+    lay.mail_open = std::string(" [");
+    lay.mail_close = std::string("] ");
+    lay.no_mail = std::string(" [] ");
   } else {
-    cut_body(post);
-    b += post.body;
-    make_note(run, post.cut_lines);
-    b += run.conv.note;
+    lay.mail_open = join(" ", str.label_mail.view());
+    lay.mail_close = std::string(" ");
+    lay.no_mail = std::string(" ");
   }
-  b += str.newline.view();
-  b += str.newline.view();
-  write_text(run, b);
+  lay.before_date = join(m_date_label(cm) ? str.label_date.view() : str.label_date_off.view(),
+                         run.sflg.k_machi == 1 ? " " : "");
+  lay.before_body = join(str.newline.view(), str.body_indent.view());
+  lay.after_body = join(str.newline.view(), str.newline.view());
+  lay.lang_tag = run.sflg.k_abroad == 2;
+  lay.recast = m_weekday_mode(cm) != 0;
+  return lay;
+}
+
+// Room for `need` more bytes behind the post blocks waiting in `cs`; result: where
+// they go.
+char* post_room(ConvertState& cs, size_t need) {
+  if (cs.posts_room - cs.posts_len < need) {
+    size_t room = cs.posts_room * 2 > cs.posts_len + need ? cs.posts_room * 2 : cs.posts_len + need;
+    if (room < kPostBatch + 4096) room = kPostBatch + 4096;
+    std::unique_ptr<char[]> bigger(new char[room]);
+    if (cs.posts_len) std::memcpy(bigger.get(), cs.posts.get(), cs.posts_len);
+    cs.posts = std::move(bigger);
+    cs.posts_room = room;
+  }
+  return cs.posts.get() + cs.posts_len;
+}
+
+// Writes the post blocks that wait; everything else that goes into the text is
+// written after them.
+void flush_posts(Run& run) {
+  ConvertState& cs = run.conv;
+  if (cs.posts_len == 0) return;
+  write_text(run, std::string_view(cs.posts.get(), cs.posts_len));
+  cs.posts_len = 0;
+}
+
+// Builds the block of the post in hand. The blocks of many posts are written at once.
+void write_post(Run& run, int post_no, const Layout& lay) {
+  Post& post = run.post;
+  ConvertState& cs = run.conv;
+  if (post.date_ok == 1 && lay.recast) recast_date(run);
+  std::string_view note;
+  if (post.cut != std::string::npos) {
+    cut_body(post);
+    make_note(run, post.cut_lines);
+    note = cs.note;
+  }
+  std::string_view lang;
+  if (lay.lang_tag && run.line.lang_tag) lang = run.line.lang_tag;
+
+  const size_t need = 16 + lay.before_name.size + post.name.size() + lay.mail_open.size +
+                      post.mail.size() + lay.mail_close.size + lay.no_mail.size +
+                      lay.before_date.size + post.date.size() + lang.size() + lay.before_body.size +
+                      post.body.size() + note.size() + lay.after_body.size + sizeof Piece::text;
+  char* const start = post_room(cs, need);
+  char* w = start;
+  auto put = [&](std::string_view v) TZ_INLINE {
+    copy_bytes(w, v.data(), v.size());
+    w += v.size();
+  };
+  auto put_piece = [&](const Piece& piece) TZ_INLINE {
+    if (piece.size <= sizeof piece.text) {
+      std::memcpy(w, piece.text, sizeof piece.text);
+      w += piece.size;
+    } else {
+      put(piece.longer);
+    }
+  };
+  w = std::to_chars(w, w + 16, post_no).ptr;
+  put_piece(lay.before_name);
+  put(post.name);
+  if (!post.mail.empty()) {
+    put_piece(lay.mail_open);
+    put(post.mail);
+    put_piece(lay.mail_close);
+  } else {
+    put_piece(lay.no_mail);
+  }
+  put_piece(lay.before_date);
+  put(post.date);
+  put(lang);
+  put_piece(lay.before_body);
+  put(post.body);
+  put(note);
+  put_piece(lay.after_body);
+  cs.posts_len += static_cast<size_t>(w - start);
+  if (cs.posts_len >= kPostBatch) flush_posts(run);
 }
 
 }  // namespace
@@ -106,6 +205,7 @@ int convert_thread(Run& run, int list_only, int tree_mode, const Times& times) {
   brk += str.body_indent.view();
   set_slot(str.body_break, brk);
 
+  const Layout lay = make_layout(run);
   int post_no = 0;
   bool want_title = true;
   char* cur = run.log.sfile.empty() ? nullptr : run.log.sfile.data() + run.log.log_first;
@@ -113,6 +213,7 @@ int convert_thread(Run& run, int list_only, int tree_mode, const Times& times) {
   for (;;) {
     if (want_title && list_only == 0) {
       want_title = false;
+      flush_posts(run);
       if (!m_no_title(cm)) {
         std::string& t = run.conv.text;
         t.assign(run.sflg.tname);
@@ -121,7 +222,7 @@ int convert_thread(Run& run, int list_only, int tree_mode, const Times& times) {
         write_text(run, t);
       }
     }
-    next_line(run, cur);
+    next_line(run, cur, cur ? run.log.sfile.data() + run.log.sfile.size() : nullptr);
     if (lf.end_flag) break;
     if (run.sflg.subkind == 4) {
       // Numbered logs: a gap in the numbers is kept, a repeated number is not.
@@ -141,18 +242,23 @@ int convert_thread(Run& run, int list_only, int tree_mode, const Times& times) {
         (post.name.empty() && post.mail.empty() && post.date.empty() && post.body.empty())) {
       if (post_no == 1 && cm.i_first) make_excerpt(run, tree_mode);
     } else {
-      write_post(run, post_no);
+      write_post(run, post_no, lay);
       if (post_no == 1 && (cm.i_first || m_excerpt(cm) || tree_mode)) {
         make_excerpt(run, tree_mode);
       }
     }
     if (cm.d > 0) {
+      // A piece that ends here is closed with what waits to be written.
+      if (static_cast<int64_t>(post_no) == static_cast<int64_t>(run.sflg.piece) * cm.d) {
+        flush_posts(run);
+      }
       int r = next_piece(run, post_no, times);
       if (r == 1) break;
       if (r == 0) want_title = true;
     }
     cur = lf.next;
   }
+  flush_posts(run);
   if (list_only == 0 && run.sflg.pieces != -1) write_thread_foot(run);
   return post_no;
 }

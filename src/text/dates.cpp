@@ -1,10 +1,12 @@
 #include "text/dates.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string_view>
 
 #include "codes/convert.h"
+#include "common/byte_search.h"
 #include "common/byte_tables.h"
 #include "common/strings.h"
 #include "platform/os.h"
@@ -86,14 +88,15 @@ struct Field {
   char at(long k) const { return k >= 0 && k < len ? text[k] : '0'; }
 };
 
-bool is_dead_mark(const Run& run, const char* text) {
+// The field (no NUL in it) opens with a deleted post's mark.
+bool is_dead_mark(const Run& run, const Field& f) {
   const char* mark = run.str.dead_marks;
   // Most fields begin with a digit, which begins no mark.
-  if (mark == nullptr || !run.str.dead_first[static_cast<uint8_t>(text[0])]) return false;
+  if (mark == nullptr || !run.str.dead_first[static_cast<uint8_t>(f.text[0])]) return false;
   while (*mark != '\0') {
     const char* close = std::strchr(mark, '\x01');
     size_t n = close ? static_cast<size_t>(close - mark) : std::strlen(mark);
-    if (n > 0 && std::strncmp(text, mark, n) == 0) return true;
+    if (n > 0 && static_cast<long>(n) <= f.len && std::memcmp(f.text, mark, n) == 0) return true;
     if (close == nullptr) break;
     mark = close + 1;
   }
@@ -101,28 +104,33 @@ bool is_dead_mark(const Run& run, const char* text) {
 }
 
 // The last "d:d" of the field that is no BE level ("d:d>"), searched from the end:
-// what a board appends behind the time must not be taken for it.
+// what a board appends behind the time must not be taken for it. Result: the digit
+// behind the colon, which stands at an offset above 10 and before the last byte.
 long find_time(const Field& f) {
-  for (long i = f.len - 2; i > 10; --i) {
-    if (is_digit(f.text[i]) && f.text[i - 1] == ':' && is_digit(f.text[i - 2]) &&
-        f.text[i + 1] != '>') {
-      return i;
-    }
+  const char* t = f.text;
+  for (long top = f.len - 2; top > 10;) {  // colons at 10 to top - 1 are left to look at
+    const void* hit = memrchr(t + 10, ':', static_cast<size_t>(top - 10));
+    if (hit == nullptr) return -1;
+    const long colon = static_cast<const char*>(hit) - t;
+    if (is_digit(t[colon + 1]) && is_digit(t[colon - 1]) && t[colon + 2] != '>') return colon + 1;
+    top = colon;
   }
   return -1;
 }
 
 // Time digits from `p`, the first digit of the last group; result the end of the time.
 long read_time(const Field& f, long p, DateInfo* info, char* digits) {
+  // p stands above 10 and before the last byte: p - 6 to p + 1 lie in the field.
+  const char* x = f.text;
   char* t = digits + 8;
   long end = p + 2;
-  if (f.digit(p - 3) && f.is(p - 4, ':') && f.digit(p - 5)) {
-    t[0] = f.at(p - 6);
-    t[1] = f.at(p - 5);
-    t[2] = f.at(p - 3);
-    t[3] = f.at(p - 2);
-    t[4] = f.at(p);
-    t[5] = f.at(p + 1);
+  if (is_digit(x[p - 3]) && x[p - 4] == ':' && is_digit(x[p - 5])) {
+    t[0] = x[p - 6];
+    t[1] = x[p - 5];
+    t[2] = x[p - 3];
+    t[3] = x[p - 2];
+    t[4] = x[p];
+    t[5] = x[p + 1];
     info->time_digits = 6;
     if (f.is(p + 2, '.')) {
       t[6] = f.at(p + 3);
@@ -133,21 +141,72 @@ long read_time(const Field& f, long p, DateInfo* info, char* digits) {
     }
   } else {
     // The hour is taken as it stands, a blank included.
-    t[0] = f.at(p - 3);
-    t[1] = f.at(p - 2);
-    t[2] = f.at(p);
-    t[3] = f.at(p + 1);
+    t[0] = x[p - 3];
+    t[1] = x[p - 2];
+    t[2] = x[p];
+    t[3] = x[p + 1];
     info->time_digits = 4;
   }
   return end;
 }
 
+// Whether the `n` bytes of `wd` stand anywhere in the weekday names, as strstr finds
+// them.
+bool in_weekdays(const char* wd, size_t n) {
+  constexpr size_t kNames = sizeof kWeekdays - 1;
+  if (n == 2) {
+    // The usual bracket holds one name: its two bytes against the 13 pairs of the names.
+    for (size_t i = 0; i + 2 <= kNames; ++i) {
+      if (kWeekdays[i] == wd[0] && kWeekdays[i + 1] == wd[1]) return true;
+    }
+    return false;
+  }
+  if (n == 0) return true;
+  if (n > kNames) return false;
+  for (size_t i = 0; i + n <= kNames; ++i) {
+    if (kWeekdays[i] != wd[0]) continue;
+    size_t k = 1;
+    while (k < n && kWeekdays[i + k] == wd[k]) ++k;
+    if (k == n) return true;
+  }
+  return false;
+}
+
+// Converts the weekday text `wd` (NUL-ended, `n` bytes) from `code` to Shift_JIS in
+// place, as convert_code does. Result: its length then. A Shift_JIS text stays as it
+// is; the texts of the other codes are few in a thread, and their conversions are kept.
+size_t weekday_to_sjis(Run& run, char* wd, size_t n, int code) {
+  if (code == kSjis) return n;
+  if (code != kEuc && code != kUtf8) {
+    convert_code(run, wd, code, kSjis, kWeekdayRoom);
+    return std::strlen(wd);
+  }
+  ConvertState& cs = run.conv;
+  for (const WeekdayMemo& m : cs.weekdays) {
+    if (m.code == code && m.len == n && std::equal(wd, wd + n, m.text)) {
+      std::memcpy(wd, m.sjis, m.sjis_len + 1);
+      return m.sjis_len;
+    }
+  }
+  WeekdayMemo& m = cs.weekdays[cs.weekday_next];
+  cs.weekday_next = static_cast<uint8_t>((cs.weekday_next + 1) % cs.weekdays.size());
+  m.code = static_cast<uint8_t>(code);
+  m.len = static_cast<uint8_t>(n);
+  std::memcpy(m.text, wd, n);
+  convert_code(run, wd, code, kSjis, kWeekdayRoom);
+  const size_t len = strnlen(wd, kWeekdayRoom - 1);
+  std::memcpy(m.sjis, wd, len);
+  m.sjis[len] = '\0';
+  m.sjis_len = static_cast<uint8_t>(len);
+  return len;
+}
+
 // The bracket before the time; `wd` gets its text in Shift_JIS when it is closed.
 void read_weekday(Run& run, const Field& f, long p, int code, DateInfo* info, char* wd) {
   wd[0] = '\0';
-  long open = p - 1;
-  while (open >= 0 && f.text[open] != '(') --open;
-  if (open < 0) return;
+  const void* bracket = memrchr(f.text, '(', static_cast<size_t>(p));
+  if (bracket == nullptr) return;
+  const long open = static_cast<const char*>(bracket) - f.text;
   long k = open + 1;
   size_t n = 0;
   while (n < 30 && k < f.len && f.text[k] != ')') wd[n++] = f.text[k++];
@@ -156,19 +215,34 @@ void read_weekday(Run& run, const Field& f, long p, int code, DateInfo* info, ch
     wd[0] = '\0';
     return;
   }
-  convert_code(run, wd, code, kSjis, kWeekdayRoom);
-  info->weekday = std::strstr(kWeekdays, wd) ? 1 : 2;
+  n = weekday_to_sjis(run, wd, n, code);
+  info->weekday = in_weekdays(wd, n) ? 1 : 2;
+}
+
+// The first 8 digits as a number that orders as the bytes do.
+constexpr uint64_t date_key(const char* digits) {
+  if (!std::is_constant_evaluated() && std::endian::native == std::endian::little) {
+    uint64_t v;
+    std::memcpy(&v, digits, sizeof v);
+    return __builtin_bswap64(v);
+  }
+  uint64_t v = 0;
+  for (int i = 0; i < 8; ++i) v = (v << 8) | static_cast<uint8_t>(digits[i]);
+  return v;
 }
 
 // Dates that boards are known to have written wrongly.
 void repair_date(DateInfo* info, char* digits, const char* wd) {
-  if (std::memcmp(digits, "20060331", 8) > 0 && std::memcmp(digits, "20060401", 8) < 0 &&
-      is_digit(digits[6]) && is_digit(digits[7])) {
+  constexpr uint64_t kMarch31 = date_key("20060331");
+  constexpr uint64_t kApril1 = date_key("20060401");
+  constexpr uint64_t kFeb15 = date_key("20070215");
+  const uint64_t key = date_key(digits);
+  if (key > kMarch31 && key < kApril1 && is_digit(digits[6]) && is_digit(digits[7])) {
     // A board ran March on past its 31st day in 2006.
     std::memcpy(digits + 4, "04", 2);
     put_number(digits + 6, read_number(digits + 6, 2) - 31, 2);
     info->adjust = 1;
-  } else if (std::memcmp(digits, "20070215", 8) == 0 && std::strncmp(wd, kWednesday, 2) == 0) {
+  } else if (key == kFeb15 && std::strncmp(wd, kWednesday, 2) == 0) {
     std::memcpy(digits + 6, "14", 2);
   }
 }
@@ -220,21 +294,34 @@ void repair_year(Run& run, DateInfo* info, char* digits, const Field& f, int cod
 // The date before the time at `p`.
 void read_day(Run& run, const Field& f, long p, int code, DateInfo* info, char* digits,
               const char* wd) {
-  long q = p - 1;
-  while (q > 4 && !(f.digit(q) && f.is(q - 1, '/') && f.digit(q - 2))) --q;
-  if (q <= 4 || !f.is(q - 4, '/')) return;
+  // q, the digit behind the slash, runs from the byte before the time down to offset
+  // 5: all of q - 2 to q lie in the field.
+  long q = 0;
+  const char* t = f.text;
+  for (long top = p - 1; top > 4;) {  // slashes at 4 to top - 1 are left to look at
+    const void* hit = memrchr(t + 4, '/', static_cast<size_t>(top - 4));
+    if (hit == nullptr) break;
+    const long slash = static_cast<const char*>(hit) - t;
+    if (is_digit(t[slash + 1]) && is_digit(t[slash - 1])) {
+      q = slash + 1;
+      break;
+    }
+    top = slash;
+  }
+  // From here q - 5 to q + 2 lie in the field: q stands before the time's digit p.
+  if (q <= 4 || t[q - 4] != '/') return;
   long start;
   if (q > 6 && f.digit(q - 7) && f.digit(q - 8)) {
     // YYYY/MM/DD, q on the day.
-    for (int i = 0; i < 4; ++i) digits[i] = f.at(q - 8 + i);
-    digits[4] = f.at(q - 3);
-    digits[5] = f.at(q - 2);
-    digits[6] = f.at(q);
-    digits[7] = f.at(q + 1);
+    std::memcpy(digits, t + q - 8, 4);
+    digits[4] = t[q - 3];
+    digits[5] = t[q - 2];
+    digits[6] = t[q];
+    digits[7] = t[q + 1];
     info->year_digits = 4;
     start = q - 8;
     repair_date(info, digits, wd);
-  } else if (f.digit(q + 2)) {
+  } else if (is_digit(t[q + 2])) {
     // MM/DD/YYYY, q on the year.
     for (int i = 0; i < 4; ++i) digits[i] = f.at(q + i);
     digits[4] = f.at(q - 6);
@@ -249,11 +336,11 @@ void read_day(Run& run, const Field& f, long p, int code, DateInfo* info, char* 
     // YY/MM/DD, q on the day.
     std::memcpy(digits, f.at(q - 6) == '9' ? "19" : "20", 2);
     digits[2] = f.at(q - 6);
-    digits[3] = f.at(q - 5);
-    digits[4] = f.at(q - 3);
-    digits[5] = f.at(q - 2);
-    digits[6] = f.at(q);
-    digits[7] = f.at(q + 1);
+    digits[3] = t[q - 5];
+    digits[4] = t[q - 3];
+    digits[5] = t[q - 2];
+    digits[6] = t[q];
+    digits[7] = t[q + 1];
     info->year_digits = 2;
     start = q - 6 > 0 ? q - 6 : 0;
   }
@@ -287,14 +374,20 @@ void read_machi_form(const Field& f, long end, bool sjis, DateInfo* info) {
 }  // namespace
 
 void read_date(Run& run, DateInfo* info, char* digits, const char* text, int code, int identify) {
+  read_date(run, info, digits, std::string_view(text ? text : ""), code, identify);
+}
+
+void read_date(Run& run, DateInfo* info, char* digits, std::string_view field, int code,
+               int identify) {
   *info = DateInfo{};
-  if (text == nullptr || text[0] == '\0') return;
-  const Field f{text, static_cast<long>(std::strlen(text))};
+  if (field.empty()) return;
+  const char* text = field.data();
+  const Field f{text, static_cast<long>(field.size())};
   std::memcpy(digits, kZeroDigits, sizeof kZeroDigits);
   int blanks = 0;
-  while (blanks < 255 && text[blanks] == ' ') ++blanks;
+  while (blanks < 255 && blanks < f.len && text[blanks] == ' ') ++blanks;
   info->blanks = static_cast<uint8_t>(blanks);
-  if (is_dead_mark(run, text)) {
+  if (is_dead_mark(run, f)) {
     info->mark = 1;
     return;
   }
@@ -446,7 +539,19 @@ int find_be(const Run& run, const char* text, std::string* id, std::string* leve
   return form;
 }
 
+bool may_hold_be(std::string_view text) {
+  using LtB = AnyOf<'<', 'B'>;
+  const char* p = text.data();
+  const char* end = p + text.size();
+  for (;; ++p) {
+    p = LtB::find(p, end, text.data());
+    if (p >= end) return false;
+    if (*p == '<' || (end - p >= 3 && p[1] == 'E' && p[2] == ':')) return true;
+  }
+}
+
 void rewrite_be(Run& run, std::string& date) {
+  if (!may_hold_be(date)) return;
   std::string id, level, extra;
   int span[2];
   int form = find_be(run, date.c_str(), &id, &level, &extra, span);
@@ -482,20 +587,48 @@ void recast_date(Run& run) {
       weekday_of(read_number(digits, 4), read_number(digits + 4, 2), read_number(digits + 6, 2));
   const char* name = run.str.weekday[n];
 
+  // The new head, as "%c%c/%c%c/%c%c %c%c:%c%c" or "%.4s/%.2s/%.2s(%s) %c%c:%c%c" and
+  // the like would print it. A weekday name is shorter than a row of 16 bytes.
   char head[96];
-  int len = 0;
+  size_t len = 0;
+  auto put = [&](char c) { head[len++] = c; };
+  auto put2 = [&](const char* two) {  // "%c%c"
+    put(two[0]);
+    put(two[1]);
+  };
+  auto put_text = [&](const char* text, size_t most) {  // "%.*s"
+    for (size_t i = 0; i < most && text[i] != '\0'; ++i) put(text[i]);
+  };
   if (mode == 2) {
-    len = std::snprintf(head, sizeof head, "%c%c/%c%c/%c%c %c%c:%c%c", digits[2], digits[3],
-                        digits[4], digits[5], digits[6], digits[7], digits[8], digits[9],
-                        digits[10], digits[11]);
+    put2(digits + 2);
+    put('/');
+    put2(digits + 4);
+    put('/');
+    put2(digits + 6);
+    put(' ');
+    put2(digits + 8);
+    put(':');
+    put2(digits + 10);
   } else if (mode == 1 || info.weekday != 0) {
-    len = std::snprintf(head, sizeof head, "%.4s/%.2s/%.2s(%s) %c%c:%c%c", digits, digits + 4,
-                        digits + 6, name, digits[8], digits[9], digits[10], digits[11]);
+    put_text(digits, 4);
+    put('/');
+    put_text(digits + 4, 2);
+    put('/');
+    put_text(digits + 6, 2);
+    put('(');
+    put_text(name, sizeof run.str.weekday[0]);
+    put(')');
+    put(' ');
+    put2(digits + 8);
+    put(':');
+    put2(digits + 10);
     if (info.time_digits >= 6) {
-      len += std::snprintf(head + len, sizeof head - len, ":%c%c", digits[12], digits[13]);
+      put(':');
+      put2(digits + 12);
     }
     if (info.time_digits == 8) {
-      len += std::snprintf(head + len, sizeof head - len, ".%c%c", digits[14], digits[15]);
+      put('.');
+      put2(digits + 14);
     }
   } else {
     // No weekday yet: it goes into the blank before the time, the rest unchanged.
@@ -511,7 +644,7 @@ void recast_date(Run& run) {
   }
   size_t end = static_cast<size_t>(info.end);
   if (date.size() - end > 4000) date.resize(end + 4000);
-  date.replace(0, end, head, static_cast<size_t>(len));
+  date.replace(0, end, head, len);
 }
 
 int weekday_of(int year, int month, int day) {

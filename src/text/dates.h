@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace tz {
 
@@ -31,11 +32,17 @@ struct DateInfo {
 // YYYYMMDDhhmmssCC, its first byte NUL when no date was read. `identify` 1 for the
 // identifying mode. No side effect on `text`.
 void read_date(Run& run, DateInfo* info, char* digits, const char* text, int code, int identify);
+// The same for a text of known length that holds no NUL byte.
+void read_date(Run& run, DateInfo* info, char* digits, std::string_view text, int code,
+               int identify);
 
 // Finds a BE notation in `text`; result 0 none, else its form 1 to 5. `span` gets the
 // offsets of its first and last byte.
 int find_be(const Run& run, const char* text, std::string* id, std::string* level,
             std::string* extra, int span[2]);
+
+// False when `text` can hold no BE notation: every form has a "<" or "BE:".
+bool may_hold_be(std::string_view text);
 
 // Rewrites the BE notation of a date field in place.
 void rewrite_be(Run& run, std::string& date);

@@ -52,6 +52,26 @@ TEST(ByteKind, TellsBytesOfShiftJisText) {
   EXPECT_EQ(byte_kind(*run, text.data() + 1, text.data(), 1, 50), 0);
 }
 
+TEST(ByteKind, NeverSecondHoldsBehindAnyBytes) {
+  auto run = make_run();
+  const std::string heads[] = {"", "a", "\x82", "\x82\x82", sj("表"), "\x95\x5C\x95"};
+  int checked = 0;
+  for (int c = 0; c < 256; ++c) {
+    if (!never_second(static_cast<uint8_t>(c))) continue;
+    for (const std::string& head : heads) {
+      for (int b = 0; b < 256; ++b) {
+        std::string text = head + static_cast<char>(b) + static_cast<char>(c);
+        const char* at = text.data() + text.size() - 1;
+        ASSERT_NE(byte_kind(*run, at, text.data(), kSjis, 100), 2) << c << " behind " << b;
+        ++checked;
+      }
+    }
+  }
+  EXPECT_GT(checked, 64 * 256);
+  EXPECT_TRUE(never_second('<') && never_second('&') && never_second(' '));
+  EXPECT_FALSE(never_second(0x81) || never_second('h') || never_second('\\'));
+}
+
 TEST(ReplaceText, ReplacesWithinTheRoom) {
   auto run = make_run();
   struct Case {

@@ -119,6 +119,10 @@ TEST_F(FirstPassTest, ThreeDates) {
        "2006010100010000", "2006010100030000", "2006010100020000"},
       {"comma log", sj("名無し,,02/01/01 00:01,本文,題\n名無し,sage,02/01/01 00:02,本文,\n"),
        "2002010100010000", "2002010100020000", "2002010100010000"},
+      // Each line has its own separator: the "<>" of the line behind is no matter.
+      {"comma line before a <> line",
+       sj("名無し,,02/01/01 00:01,本文,題\n名無し<>sage<>02/01/01 00:02<>本文<>\n"),
+       "2002010100010000", "2002010100020000", "2002010100010000"},
   };
   for (const Case& c : cases) {
     ASSERT_EQ(read(c.bytes), 0) << c.what;

@@ -196,10 +196,14 @@ struct Split {
   std::string rest;  // the text behind the line feed
 };
 
-Split split(Run& run, const char* text) {
-  std::vector<char> buf(text, text + std::strlen(text) + 1);
+// With `bounded` the splitter is told that the buffer may be read to its end, which lies
+// a few bytes behind the text's NUL.
+Split split(Run& run, std::string_view text, bool bounded = false) {
+  std::vector<char> buf(text.begin(), text.end());
+  buf.push_back('\0');
+  buf.insert(buf.end(), 5, 'x');
   run.sflg.kind = 0;
-  next_line(run, buf.data());
+  next_line(run, buf.data(), bounded ? buf.data() + buf.size() : nullptr);
   Split s{run.line.seps, run.sflg.kind, run.line.end_flag, {}, ""};
   if (s.end_flag) return s;
   for (int i = 0; i <= s.seps; ++i) s.fields.emplace_back(run.line.fields[i]);
@@ -224,18 +228,60 @@ TEST_F(IdentifyTest, NextLineSplitsOneLine) {
       {"<><><><>\n", 4, 2, V{"", "", "", "", ""}, ""},
       {"no separator\n", 0, 1, V{"no separator"}, ""},
       {"\nnext", 0, 0, V{""}, "next"},
+      {"a<>b<\n", 1, 2, V{"a", "b<"}, ""},
   };
   for (const Case& c : cases) {
-    Split s = split(*run_, c.text);
-    EXPECT_EQ(s.end_flag, 0) << c.text;
-    EXPECT_EQ(s.seps, c.seps) << c.text;
-    EXPECT_EQ(s.kind, c.kind) << c.text;
-    EXPECT_EQ(s.fields, c.fields) << c.text;
-    EXPECT_EQ(s.rest, c.rest) << c.text;
+    for (bool bounded : {false, true}) {
+      Split s = split(*run_, c.text, bounded);
+      EXPECT_EQ(s.end_flag, 0) << c.text;
+      EXPECT_EQ(s.seps, c.seps) << c.text;
+      EXPECT_EQ(s.kind, c.kind) << c.text;
+      EXPECT_EQ(s.fields, c.fields) << c.text;
+      EXPECT_EQ(s.rest, c.rest) << c.text;
+    }
   }
-  EXPECT_EQ(split(*run_, "a<>b<>c<>d").end_flag, 1);
+  for (bool bounded : {false, true}) {
+    EXPECT_EQ(split(*run_, "a<>b<>c<>d", bounded).end_flag, 1);
+    // A NUL before the line feed: no line.
+    EXPECT_EQ(split(*run_, std::string_view("a<>b\0c<>d\n", 10), bounded).end_flag, 1);
+  }
   next_line(*run_, nullptr);
   EXPECT_EQ(run_->line.end_flag, 1);
+}
+
+// The splitter walks long lines in blocks: separators and line ends on every side of a
+// block's edge, as a plain split finds them.
+TEST_F(IdentifyTest, NextLineAcrossBlockEdges) {
+  auto plain = [](const std::string& line) {
+    std::vector<std::string> fields;
+    size_t from = 0;
+    for (size_t at; fields.size() < 6 && (at = line.find("<>", from)) != std::string::npos;) {
+      fields.push_back(line.substr(from, at - from));
+      from = at + 2;
+    }
+    fields.push_back(line.substr(from));
+    return fields;
+  };
+  int lines = 0;
+  for (size_t len = 0; len <= 100; ++len) {
+    const size_t last = len >= 2 ? len - 2 : 0;
+    for (size_t sep : {size_t{0}, size_t{14}, size_t{15}, size_t{30}, size_t{31}, size_t{32},
+                       size_t{33}, size_t{63}, len / 3, last}) {
+      std::string line(len, 'y');
+      for (size_t at = sep; at + 1 < len; at += 29) line.replace(at, 2, "<>");
+      if (len > 40) line[40] = '<';  // a lone '<' with no '>' behind it
+      const std::string text = line + "\r\nrest<>of it\n";
+      for (bool bounded : {false, true}) {
+        Split s = split(*run_, text, bounded);
+        const std::vector<std::string> want = plain(line);
+        ASSERT_EQ(s.end_flag, 0) << len << " " << sep;
+        EXPECT_EQ(s.fields, want) << len << " sep " << sep << (bounded ? " bounded" : "");
+        EXPECT_EQ(s.rest, "rest<>of it\n") << len << " " << sep;
+        ++lines;
+      }
+    }
+  }
+  EXPECT_EQ(lines, 101 * 10 * 2);
 }
 
 TEST(CountSeparators, CountsOneLine) {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "codes/convert.h"
 #include "run/run.h"
@@ -148,6 +149,66 @@ TEST(ReadDate, ReadsTheWeekdayInTheFieldsCode) {
   EXPECT_EQ(digits16(digits), "2007021412000000");
 }
 
+TEST(ReadDate, WeekdayTextAsAPieceOfTheNames) {
+  // The bracket counts as a known weekday when its text, in Shift_JIS, stands anywhere
+  // in 日月火水木金土: also when empty or when it runs over two names. Each text is read
+  // twice among more texts than are kept converted, in each code.
+  struct Case {
+    const char* bracket;
+    int weekday;
+  } cases[] = {
+      {"日", 1},  {"土", 1},    {"", 1},   {"日月", 1}, {"水木金土", 1}, {"月日", 2},
+      {"abc", 2}, {"金土x", 2}, {"曜", 2}, {"火 ", 2},  {"木", 1},
+  };
+  for (int code : {kSjis, kEuc, kUtf8}) {
+    auto run = make_run();
+    for (int round = 0; round < 2; ++round) {
+      for (const Case& c : cases) {
+        std::string text = sj((std::string("2006/01/01(") + c.bracket + ") 12:34").c_str());
+        convert_code(*run, text, kSjis, code, 256);
+        DateInfo info;
+        char digits[20];
+        read_date(*run, &info, digits, text.c_str(), code, 0);
+        EXPECT_EQ(info.weekday, c.weekday) << c.bracket << " code " << code;
+      }
+    }
+  }
+  // The second byte of 日 and the first of 月 in Shift_JIS.
+  auto run = make_run();
+  DateInfo info;
+  char digits[20];
+  read_date(*run, &info, digits, "2006/01/01(\xFA\x8C) 12:34", kSjis, 0);
+  EXPECT_EQ(info.weekday, 1);
+}
+
+TEST(ReadDate, ReadsOnlyTheBytesOfAView) {
+  auto run = make_run();
+  struct Case {
+    std::string text;
+    size_t len;
+  } cases[] = {
+      {sj("2006/01/01(日) 12:34:56 ID:abc"), 16},  // the time lies behind the view
+      {sj("2006/01/01(日) 12:34:56.78"), 22},      // no hundredths in the view
+      {sj("あぼーん"), 4},                         // too short for the mark
+      {sj("  2006/01/01(日) 12:34:56"), 2},        // blanks alone
+      {sj("皇紀2665/01/01(土) 12:34:00"), 20},
+  };
+  for (const Case& c : cases) {
+    const std::string copy = c.text.substr(0, c.len);
+    DateInfo a, b;
+    char da[20] = {}, db[20] = {};
+    read_date(*run, &a, da, copy.c_str(), kSjis, 1);
+    read_date(*run, &b, db, std::string_view(c.text).substr(0, c.len), kSjis, 1);
+    auto fields = [](const DateInfo& d) {
+      return std::vector<int>{d.mark,   d.year_digits, d.year_last, d.ok,   d.time_digits,
+                              d.has_id, d.form,        d.start,     d.end,  d.adjust,
+                              d.prefix, d.blanks,      d.weekday,   d.centi};
+    };
+    EXPECT_EQ(fields(a), fields(b)) << copy;
+    EXPECT_EQ(digits16(da), digits16(db)) << copy;
+  }
+}
+
 TEST(ReadDate, IdentifyingModeReportsIdAndMachiForm) {
   auto run = make_run();
   struct Case {
@@ -258,6 +319,9 @@ TEST(RecastDate, RecastsByTheWeekdayMode) {
       {2, kSjis, 0, 0, "ID:abcdefgh 12:34", "ID:abcdefgh 12:34"},  // no date: left alone
       {2, kSjis, 0, 1, "2006/01/01(日) 12:34 ID:abc", "2006/01/01(日) 12:34 ID:abc"},
       {0, kSjis, 0, 0, "2006/01/01(月) 12:34 ID:abc", "2006/01/01(月) 12:34 ID:abc"},
+      // The weekday names stand in the output code.
+      {1, kUtf8, 0, 0, "2006/01/02(x) 12:34:56 ID:a", "2006/01/02(月) 12:34:56 ID:a"},
+      {2, kEuc, 0, 0, "2006/01/02 12:34:56.78", "06/01/02 12:34"},
   };
   for (const Case& c : cases) {
     auto run = make_run(c.code);
