@@ -44,8 +44,8 @@ int64_t euc_score(const unsigned char* t, long n) {
       continue;
     }
     unsigned d = t[i + 1];
-    bool valid = (c >= 0xA1 && c <= 0xFE && d >= 0xA1 && d <= 0xFE) ||
-                 (c == 0x8E && d >= 0xA1 && d <= 0xDF);
+    bool valid =
+        (c >= 0xA1 && c <= 0xFE && d >= 0xA1 && d <= 0xFE) || (c == 0x8E && d >= 0xA1 && d <= 0xDF);
     if (!valid) {
       e -= 15;
       ++i;
@@ -116,33 +116,20 @@ int64_t utf8_score(const unsigned char* t, long n) {
 
 }  // namespace
 
-int guess_code(const char* text, long limit) {
-  // The passes read at most limit bytes: the length is looked for no further either.
-  long n = 0;
-  if (limit > 0) {
-    n = static_cast<long>(strnlen(text, static_cast<size_t>(limit)));
-    if (limit - 2 < n) n = limit - 2;
-    if (n < 0) n = 0;
-  }
-  const auto* t = reinterpret_cast<const unsigned char*>(text);
-  int64_t e = euc_score(t, n);
-  int64_t s = sjis_score(t, n);
-  int64_t u = utf8_score(t, n);
-  if (s >= e && s >= u) return kSjis;
-  if (e > s && e > u) return kEuc;
-  if (u > s && u > e) return kUtf8;
-  return kCodeAuto;
-}
-
 namespace {
 
-int64_t floor_half(int64_t x) { return x >= 0 ? x / 2 : -((-x + 1) / 2); }
+// Texts shorter than this are scored by the passes alone.
+constexpr long kBoundedGuess = 4096;
+
+int64_t floor_half(int64_t x) {
+  return x >= 0 ? x / 2 : -((-x + 1) / 2);
+}
 
 // How many bytes of a text lie in each range that the bounds of guess_swept need.
 struct ByteRanges {
-  int64_t high = 0;           // 0x80 and up
-  int64_t r80_A0 = 0;         // 0x80 to 0xA0
-  int64_t r8E_8F = 0;         // 0x8E and 0x8F
+  int64_t high = 0;    // 0x80 and up
+  int64_t r80_A0 = 0;  // 0x80 to 0xA0
+  int64_t r8E_8F = 0;  // 0x8E and 0x8F
   int64_t r81_9F = 0;
   int64_t rA1_DF = 0;
   int64_t rC2_DF = 0;
@@ -214,14 +201,16 @@ void count_ranges(const unsigned char* t, size_t n, ByteRanges* r) {
   }
 }
 
-}  // namespace
+// Upper bounds of the three scores of a text with the byte counts `r`, each as
+// guess_code decides with it (Shift_JIS halved). The slack covers EUC-JP pairs that
+// reach beyond the counted bytes.
+struct Bounds {
+  int64_t sjis;
+  int64_t euc;
+  int64_t utf8;
+};
 
-int guess_swept(const char* text, long limit, int code, int64_t own) {
-  if (code < kSjis || code > kUtf8 || limit <= 2) return guess_code(text, limit);
-  size_t len = strnlen(text, static_cast<size_t>(limit));
-  if (static_cast<long>(len) > limit - 2) return guess_code(text, limit);
-  ByteRanges r;
-  count_ranges(reinterpret_cast<const unsigned char*>(text), len, &r);
+Bounds bounds_of(const ByteRanges& r, int64_t euc_slack = 0) {
   // Shift_JIS: at most 4 for a pair, whose first byte is one of the lead range, 1 for a
   // kana byte; FD to FF are never second bytes and cost 30 each.
   int64_t s_bound = floor_half(4 * (r.r81_9F + r.rE0_EF + r.rF0_FC) + r.rA1_DF - 30 * r.rFD_FF);
@@ -229,7 +218,7 @@ int guess_swept(const char* text, long limit, int code, int64_t own) {
   // such byte); a byte of 80 to A0 (but 8E and 8F) or FF is never a second byte and
   // costs 15 each.
   int64_t bad = r.r80_A0 + r.rFF - r.r8E_8F;
-  int64_t e_bound = 5 * (r.high - r.r80_A0 - r.rFF) / 2 - 15 * bad;
+  int64_t e_bound = 5 * (r.high - r.r80_A0 - r.rFF) / 2 - 15 * bad + euc_slack;
   // UTF-8: a sequence gains at most its length; every byte of 80 to C1, FE or FF that the
   // sequences can't take as continuation bytes costs at least 1. Starts from F0 on are
   // all counted as the longest (FE and FF among them), which only loosens the bound.
@@ -239,20 +228,75 @@ int guess_swept(const char* text, long limit, int code, int64_t own) {
   int64_t loose = r.high - (r.rC2_DF + r.rE0_EF + long_starts) - absorbed;
   int64_t u_bound = starts - (loose > 0 ? loose : 0);
 
+  return {s_bound, e_bound, u_bound};
+}
+
+}  // namespace
+
+int guess_swept(const char* text, long limit, int code, int64_t own) {
+  if (code < kSjis || code > kUtf8 || limit <= 2) return guess_code(text, limit);
+  size_t len = strnlen(text, static_cast<size_t>(limit));
+  if (static_cast<long>(len) > limit - 2) return guess_code(text, limit);
+  ByteRanges r;
+  count_ranges(reinterpret_cast<const unsigned char*>(text), len, &r);
+  Bounds b = bounds_of(r);
   switch (code) {
     case kSjis: {
       int64_t sc = floor_half(own);
-      if (sc >= e_bound && sc >= u_bound) return kSjis;
+      if (sc >= b.euc && sc >= b.utf8) return kSjis;
       break;
     }
     case kEuc:
-      if (own > s_bound && own > u_bound) return kEuc;
+      if (own > b.sjis && own > b.utf8) return kEuc;
       break;
     default:
-      if (own > s_bound && own > e_bound) return kUtf8;
+      if (own > b.sjis && own > b.euc) return kUtf8;
       break;
   }
   return guess_code(text, limit);
+}
+
+namespace {
+
+// The length that the passes score: at most limit - 2 bytes, and never beyond the NUL.
+long scored_length(const char* text, long limit) {
+  if (limit <= 0) return 0;
+  long n = static_cast<long>(strnlen(text, static_cast<size_t>(limit)));
+  if (limit - 2 < n) n = limit - 2;
+  return n < 0 ? 0 : n;
+}
+
+int verdict(int64_t s, int64_t e, int64_t u) {
+  if (s >= e && s >= u) return kSjis;
+  if (e > s && e > u) return kEuc;
+  if (u > s && u > e) return kUtf8;
+  return kCodeAuto;
+}
+
+}  // namespace
+
+int guess_by_passes(const char* text, long limit) {
+  long n = scored_length(text, limit);
+  const auto* t = reinterpret_cast<const unsigned char*>(text);
+  return verdict(sjis_score(t, n), euc_score(t, n), utf8_score(t, n));
+}
+
+int guess_code(const char* text, long limit) {
+  long n = scored_length(text, limit);
+  if (n < kBoundedGuess) return guess_by_passes(text, limit);
+  const auto* t = reinterpret_cast<const unsigned char*>(text);
+  // Bounds from a count of the bytes before index n spare most texts one or two of the
+  // passes. The EUC-JP pass also starts a pair at index n, with its second byte behind
+  // it: the pairs at n - 1 and n gain at most 8 more than the count allows. (The
+  // Shift_JIS score is always counted, its bound never needed.)
+  ByteRanges r;
+  count_ranges(t, static_cast<size_t>(n), &r);
+  Bounds b = bounds_of(r, 8);
+  int64_t s = sjis_score(t, n);
+  if (s >= b.euc && s >= b.utf8) return kSjis;
+  int64_t e = euc_score(t, n);
+  if (e > s && e > b.utf8) return kEuc;
+  return verdict(s, e, utf8_score(t, n));
 }
 
 int choose_code(Run& run, int which) {

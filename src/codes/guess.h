@@ -11,6 +11,10 @@ struct Run;
 // bytes. Result 1, 2, 3, or 0 for a tie of EUC-JP and UTF-8 ahead of Shift_JIS.
 int guess_code(const char* text, long limit);
 
+// The verdict of guess_code from the three passes alone, without the bounds that let a
+// long text skip passes. The two must agree on every text.
+int guess_by_passes(const char* text, long limit);
+
 // The result of guess_code(text, limit) for a text that clean_text has swept as `code`,
 // whose own score (as guess_code counts it; Shift_JIS before halving) is `own`. Bounds
 // on the two other scores, from a count of the bytes, settle most texts at once; the

@@ -51,7 +51,9 @@ std::string clean_folder_name(const std::string& in, const std::string& out) {
 }
 
 // Shift_JIS thread text as a piece of a path (the file-name code).
-std::string path_text(const std::string& sjis) { return utf8_from_sjis(sjis); }
+std::string path_text(const std::string& sjis) {
+  return utf8_from_sjis(sjis);
+}
 
 // Replaces each bad character of a name by '-' in its first `reach` bytes (Shift_JIS).
 void replace_bad_chars(std::string& name, size_t reach) {
@@ -113,8 +115,10 @@ void place_output(Run& run, const Times& times) {
   std::string& dst = p.dst_path;
   if (c.a_str.empty() && !c.a_r) {
     p.out_sub.clear();
-    if (!p.out_root.empty()) dst = (c.a_c || !c.s) ? p.out_root : p.dst_mirror;
-    else dst = (c.a_c || !c.s) ? p.src_arg_dir : p.src_dir;
+    if (!p.out_root.empty())
+      dst = (c.a_c || !c.s) ? p.out_root : p.dst_mirror;
+    else
+      dst = (c.a_c || !c.s) ? p.src_arg_dir : p.src_dir;
   } else {
     bool deep = f.menu_tree + f.dat_tree != 0;
     std::string board_dir = folder_from_end(p.src_dir, deep ? 2 : 1);
@@ -338,8 +342,10 @@ int open_output(Run& run, int n, int64_t* ftime) {
   p.out_path = p.dst_path + p.out_name;
   int result = 0;
   os::FileInfo src;
-  if (os::stat_path(p.src_path, &src)) *ftime = src.mtime;
-  else result = 5;
+  if (os::stat_path(p.src_path, &src))
+    *ftime = src.mtime;
+  else
+    result = 5;
   run.out_fp = std::fopen(p.out_path.c_str(), "wb");
   if (run.out_fp) {
     if (run.out_buf.size() < kOutBuffer) run.out_buf.resize(kOutBuffer);
@@ -353,6 +359,10 @@ int open_output(Run& run, int n, int64_t* ftime) {
 int make_dirs(Run& run, const std::string& path, const std::string& root) {
   if (root.size() > 255) return 255;
   size_t pos = root.size();
+  // Files of one folder come one after another: the deepest folder mostly stands, and
+  // one try spares making each level again.
+  size_t last = path.rfind(os::kSep);
+  if (last != std::string::npos && last > pos && os::make_dir(path.substr(0, last)) >= 0) return 0;
   for (;;) {
     size_t sep = path.find(os::kSep, pos);
     if (sep == std::string::npos) return 0;

@@ -27,39 +27,38 @@ void fill_info(const struct stat& st, FileInfo* info) {
   info->birthtime = st.st_mtime;
 }
 
-// The birth time where the file system keeps one.
-void add_birthtime(int dirfd, const char* path, int flags, FileInfo* info) {
+// One statx call gives the times with the birth time where the file system keeps one;
+// plain stat stands in where statx is missing.
+bool stat_at(int dirfd, const char* path, int flags, FileInfo* info) {
+  *info = FileInfo{};
 #ifdef STATX_BTIME
   struct statx sx;
-  if (statx(dirfd, path, flags, STATX_BTIME, &sx) == 0 && (sx.stx_mask & STATX_BTIME))
-    info->birthtime = sx.stx_btime.tv_sec;
-#else
-  (void)dirfd;
-  (void)path;
-  (void)flags;
-  (void)info;
+  if (statx(dirfd, path, flags, STATX_BASIC_STATS | STATX_BTIME, &sx) == 0) {
+    info->exists = true;
+    info->is_dir = S_ISDIR(sx.stx_mode);
+    info->size = static_cast<int64_t>(sx.stx_size);
+    info->mtime = sx.stx_mtime.tv_sec;
+    info->atime = sx.stx_atime.tv_sec;
+    info->birthtime = (sx.stx_mask & STATX_BTIME) ? sx.stx_btime.tv_sec : sx.stx_mtime.tv_sec;
+    return true;
+  }
+  if (errno != ENOSYS) return false;
 #endif
+  struct stat st;
+  int rc = flags & AT_EMPTY_PATH ? fstat(dirfd, &st) : fstatat(dirfd, path, &st, flags);
+  if (rc != 0) return false;
+  fill_info(st, info);
+  return true;
 }
 
 }  // namespace
 
 bool stat_path(const std::string& path, FileInfo* info) {
-  *info = FileInfo{};
-  struct stat st;
-  if (::stat(path.c_str(), &st) != 0) return false;
-  fill_info(st, info);
-  add_birthtime(AT_FDCWD, path.c_str(), 0, info);
-  return true;
+  return stat_at(AT_FDCWD, path.c_str(), 0, info);
 }
 
 bool stat_file(std::FILE* fp, FileInfo* info) {
-  *info = FileInfo{};
-  struct stat st;
-  int fd = fileno(fp);
-  if (fstat(fd, &st) != 0) return false;
-  fill_info(st, info);
-  add_birthtime(fd, "", AT_EMPTY_PATH, info);
-  return true;
+  return stat_at(fileno(fp), "", AT_EMPTY_PATH, info);
 }
 
 bool set_file_times(const std::string& path, int64_t atime, int64_t mtime) {
@@ -77,7 +76,9 @@ int make_dir(const std::string& path) {
   return -1;
 }
 
-bool remove_file(const std::string& path) { return ::unlink(path.c_str()) == 0; }
+bool remove_file(const std::string& path) {
+  return ::unlink(path.c_str()) == 0;
+}
 
 bool rename_file(const std::string& from, const std::string& to) {
   return ::rename(from.c_str(), to.c_str()) == 0;
@@ -89,8 +90,10 @@ namespace {
 bool entry_before(const DirEntry& a, const DirEntry& b) {
   size_t n = a.name.size() < b.name.size() ? a.name.size() : b.name.size();
   for (size_t i = 0; i < n; ++i) {
-    unsigned char x = static_cast<unsigned char>(std::toupper(static_cast<unsigned char>(a.name[i])));
-    unsigned char y = static_cast<unsigned char>(std::toupper(static_cast<unsigned char>(b.name[i])));
+    unsigned char x =
+        static_cast<unsigned char>(std::toupper(static_cast<unsigned char>(a.name[i])));
+    unsigned char y =
+        static_cast<unsigned char>(std::toupper(static_cast<unsigned char>(b.name[i])));
     if (x != y) return x < y;
   }
   if (a.name.size() != b.name.size()) return a.name.size() < b.name.size();
@@ -104,9 +107,12 @@ void fill_entry(const std::string& dir, const struct dirent* de, DirEntry* entry
   struct stat st;
   std::string full = dir + entry->name;
   if (type == DT_UNKNOWN && ::lstat(full.c_str(), &st) == 0) {
-    if (S_ISDIR(st.st_mode)) type = DT_DIR;
-    else if (S_ISLNK(st.st_mode)) type = DT_LNK;
-    else if (S_ISREG(st.st_mode)) type = DT_REG;
+    if (S_ISDIR(st.st_mode))
+      type = DT_DIR;
+    else if (S_ISLNK(st.st_mode))
+      type = DT_LNK;
+    else if (S_ISREG(st.st_mode))
+      type = DT_REG;
   }
   entry->is_dir = type == DT_DIR;
   entry->is_link = type == DT_LNK;
@@ -208,7 +214,9 @@ int locale_code() {
   return 3;
 }
 
-int64_t now_seconds() { return static_cast<int64_t>(::time(nullptr)); }
+int64_t now_seconds() {
+  return static_cast<int64_t>(::time(nullptr));
+}
 
 LocalTime local_time(int64_t t) {
   time_t tt = static_cast<time_t>(t);
@@ -266,6 +274,8 @@ void write_stdout(const char* data, size_t len) {
   if (len) std::fwrite(data, 1, len, stdout);
 }
 
-void flush_stdout() { std::fflush(stdout); }
+void flush_stdout() {
+  std::fflush(stdout);
+}
 
 }  // namespace tz::os

@@ -5,6 +5,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "codes/convert.h"
 #include "run/run.h"
@@ -41,6 +42,9 @@ TEST(GuessCode, ScoresTheThreeCodes) {
       {"pair beyond n + 1", "ab\xA4\xA2", 3, kSjis},
       {"limit 0 still reads the first byte", "\xA4\xA2", 0, kEuc},
       {"negative limit", "\xA4\xA2\xA4\xA2", -5, kEuc},
+      // Long texts are settled by bounds from the bytes before n: the pair at n is
+      // beyond them, and still wins.
+      {"pair at n of a long text", std::string(5000, 'a') + "\xA4\xA2", 5002, kEuc},
   };
   for (const GuessCase& c : cases) {
     EXPECT_EQ(guess_code(c.text.c_str(), c.limit), c.code) << c.what;
@@ -86,11 +90,9 @@ TEST(ChooseCode, OutputAndPageCodes) {
   }
 }
 
-// The whole-log pass decides the code of a swept text with guess_swept; its result
-// must be that of guess_code on every text, whether the bounds settle it or not.
-TEST(GuessSwept, AgreesWithTheFullGuess) {
-  // Pieces of text in each code and bytes that each code calls invalid, mixed at random.
-  const std::string pieces[] = {
+// Pieces of text in each code and bytes that each code calls invalid.
+std::vector<std::string> guess_pieces() {
+  return {
       sjis_from_utf8("ひらがなとカタカナと漢字、そして記号①㈱髙～"),
       sjis_from_utf8("ﾊﾝｶｸｶﾅ"),
       "\xA4\xA2\xA4\xA4\xA5\xA2\xB4\xC1\xBB\xFA\x8E\xB1",  // EUC-JP
@@ -99,22 +101,53 @@ TEST(GuessSwept, AgreesWithTheFullGuess) {
       "\x80\xA0\xFD\xFE\xFF\x8F\xC0\xC1",
       "\xF8\x88\x80\x80\x80\xFC\x84\x80\x80\x80\x80",
   };
+}
+
+// Pieces mixed at random: one in `odd_one_in` is any piece, the others of one kind.
+std::string mixed_text(std::mt19937& random, int most_parts, int odd_one_in) {
+  static const std::vector<std::string> pieces = guess_pieces();
+  std::string text;
+  int parts = 1 + static_cast<int>(random() % most_parts);
+  int bias = static_cast<int>(random() % pieces.size());
+  for (int i = 0; i < parts; ++i) {
+    size_t k = random() % odd_one_in == 0 ? random() % pieces.size() : static_cast<size_t>(bias);
+    text += pieces[k];
+  }
+  return text;
+}
+
+// Long texts skip passes by their bounds; cut at any byte (the limit falls inside a
+// pair, the passes read one or two bytes beyond it), the verdict stays that of the
+// three passes.
+TEST(GuessCode, BoundsNeverChangeTheVerdict) {
+  std::mt19937 random(7);
+  int decided[4] = {};
+  for (int round = 0; round < 1500; ++round) {
+    std::string text = mixed_text(random, 1500, 300);
+    if (text.size() < 4200) continue;
+    long limit = 4100 + static_cast<long>(random() % (text.size() - 4100));
+    int full = guess_by_passes(text.c_str(), limit);
+    EXPECT_EQ(guess_code(text.c_str(), limit), full) << "round " << round;
+    ++decided[full];
+  }
+  EXPECT_GT(decided[kSjis], 100);
+  EXPECT_GT(decided[kEuc], 100);
+  EXPECT_GT(decided[kUtf8], 100);
+}
+
+// The whole-log pass decides the code of a swept text with guess_swept; its result
+// must be that of the passes on every text, whether the bounds settle it or not.
+TEST(GuessSwept, AgreesWithTheFullGuess) {
   std::mt19937 random(42);
   int own_code_wins = 0;
   for (int round = 0; round < 3000; ++round) {
-    std::string text;
-    int parts = 1 + static_cast<int>(random() % 40);
-    int bias = static_cast<int>(random() % 7);
-    for (int i = 0; i < parts; ++i) {
-      int k = random() % 3 == 0 ? static_cast<int>(random() % 7) : bias;
-      text += pieces[k];
-    }
+    std::string text = mixed_text(random, 40, 3);
     for (int code = kSjis; code <= kUtf8; ++code) {
       std::string swept = text;
       int64_t own = 0;
       ASSERT_EQ(clean_text_scored(swept.data(), code, swept.size(), 0, &own), 0);
       long limit = static_cast<long>(swept.size()) + 16;
-      int full = guess_code(swept.c_str(), limit);
+      int full = guess_by_passes(swept.c_str(), limit);
       EXPECT_EQ(guess_swept(swept.c_str(), limit, code, own), full) << "round " << round;
       if (full == code) ++own_code_wins;
     }
