@@ -14,8 +14,9 @@ int bbs_code(const Sflg& f) {
 }
 
 void set_bbs_name(Run& run) {
-  static const char* const kNames[10] = {"", "", "", "Level3-BBS", "したらば", "milkcafe",
-                                         "まちＢＢＳ", "Be.2ch", "BBSPINK", "２ちゃんねる"};
+  static const char* const kNames[10] = {
+      "",         "",           "",       "Level3-BBS", "したらば",
+      "milkcafe", "まちＢＢＳ", "Be.2ch", "BBSPINK",    "２ちゃんねる"};
   run.sflg.bbs_name = sjis_from_utf8(kNames[bbs_code(run.sflg)]);
 }
 

@@ -14,12 +14,24 @@ void apply_forced_kind(Run& run) {
   if (k < '1' || k > 'x') return;
   if (f.k_machi == 0 && f.k_shitaraba == 0) clear_kind_flags(f);
   switch (k) {
-    case '1': f.k_2ch = 1; break;
-    case '2': f.k_pink = 1; break;
-    case '3': f.k_be = 1; break;
-    case '4': if (!f.k_machi) f.k_machi = 1; break;
-    case '5': f.k_milkcafe = 1; break;
-    case '6': if (!f.k_shitaraba) f.k_shitaraba = 1; break;
+    case '1':
+      f.k_2ch = 1;
+      break;
+    case '2':
+      f.k_pink = 1;
+      break;
+    case '3':
+      f.k_be = 1;
+      break;
+    case '4':
+      if (!f.k_machi) f.k_machi = 1;
+      break;
+    case '5':
+      f.k_milkcafe = 1;
+      break;
+    case '6':
+      if (!f.k_shitaraba) f.k_shitaraba = 1;
+      break;
     case '7':
       f.k_abroad = 2;
       if (!m_forced_out(run.cmdm)) run.code_out = kUtf8;
@@ -29,10 +41,17 @@ void apply_forced_kind(Run& run) {
       f.code_in = kBig5;
       run.code_out = kBig5;
       break;
-    case 'a': f.k_free = 1; break;
-    case 'b': f.k_jbbs2 = 1; break;
-    case 'x': f.k_none = 1; break;
-    default: break;
+    case 'a':
+      f.k_free = 1;
+      break;
+    case 'b':
+      f.k_jbbs2 = 1;
+      break;
+    case 'x':
+      f.k_none = 1;
+      break;
+    default:
+      break;
   }
 }
 
@@ -65,8 +84,8 @@ void merge(Run& run, int first_in_folder) {
 }
 
 bool any_kind(const Sflg& f) {
-  return f.k_2ch || f.k_pink || f.k_be || f.k_machi || f.k_milkcafe || f.k_shitaraba ||
-         f.k_lv3 || f.k_free || f.k_jbbs2 || f.k_other || f.k_abroad;
+  return f.k_2ch || f.k_pink || f.k_be || f.k_machi || f.k_milkcafe || f.k_shitaraba || f.k_lv3 ||
+         f.k_free || f.k_jbbs2 || f.k_other || f.k_abroad;
 }
 
 }  // namespace

@@ -28,21 +28,30 @@ constexpr uint8_t kBlank = 0x20;
 constexpr std::array<uint8_t, 256> make_euc_lead() {
   std::array<uint8_t, 256> t{};
   for (int c = 0; c < 256; ++c) {
-    if (c >= 0xA1 && c <= 0xDE) t[c] = static_cast<uint8_t>(0x81 + (c - 0xA1) / 2);
-    else if (c >= 0xDF && c <= 0xFE) t[c] = static_cast<uint8_t>(0xE0 + (c - 0xDF) / 2);
-    else if (c == 0xA0 || c == 0xFF) t[c] = kBlank;
-    else t[c] = static_cast<uint8_t>(c);
+    if (c >= 0xA1 && c <= 0xDE)
+      t[c] = static_cast<uint8_t>(0x81 + (c - 0xA1) / 2);
+    else if (c >= 0xDF && c <= 0xFE)
+      t[c] = static_cast<uint8_t>(0xE0 + (c - 0xDF) / 2);
+    else if (c == 0xA0 || c == 0xFF)
+      t[c] = kBlank;
+    else
+      t[c] = static_cast<uint8_t>(c);
   }
   return t;
 }
 constexpr std::array<uint8_t, 256> make_euc_trail(bool odd) {
   std::array<uint8_t, 256> t{};
   for (int c = 0; c < 256; ++c) {
-    if (c == 0xA0 || c == 0xFF) t[c] = kBlank;
-    else if (c < 0xA1) t[c] = static_cast<uint8_t>(c);
-    else if (!odd) t[c] = static_cast<uint8_t>(0x9F + (c - 0xA1));
-    else if (c <= 0xDF) t[c] = static_cast<uint8_t>(0x40 + (c - 0xA1));
-    else t[c] = static_cast<uint8_t>(0x80 + (c - 0xE0));
+    if (c == 0xA0 || c == 0xFF)
+      t[c] = kBlank;
+    else if (c < 0xA1)
+      t[c] = static_cast<uint8_t>(c);
+    else if (!odd)
+      t[c] = static_cast<uint8_t>(0x9F + (c - 0xA1));
+    else if (c <= 0xDF)
+      t[c] = static_cast<uint8_t>(0x40 + (c - 0xA1));
+    else
+      t[c] = static_cast<uint8_t>(0x80 + (c - 0xE0));
   }
   return t;
 }
@@ -50,12 +59,18 @@ constexpr std::array<uint8_t, 256> make_sjis_lead(bool even) {
   std::array<uint8_t, 256> t{};
   for (int c = 0; c < 256; ++c) {
     int v;
-    if (c < 0x80) v = c;
-    else if (c >= 0x81 && c <= 0x9F) v = 0xA1 + 2 * (c - 0x81) + (even ? 1 : 0);
-    else if (c >= 0xE0 && c <= 0xEF) v = 0xDF + 2 * (c - 0xE0) + (even ? 1 : 0);
-    else if (c >= 0xF0 && c <= 0xF9) v = 1;
-    else if (c >= 0xFA && c <= 0xFC) v = 3;
-    else v = kBlank;
+    if (c < 0x80)
+      v = c;
+    else if (c >= 0x81 && c <= 0x9F)
+      v = 0xA1 + 2 * (c - 0x81) + (even ? 1 : 0);
+    else if (c >= 0xE0 && c <= 0xEF)
+      v = 0xDF + 2 * (c - 0xE0) + (even ? 1 : 0);
+    else if (c >= 0xF0 && c <= 0xF9)
+      v = 1;
+    else if (c >= 0xFA && c <= 0xFC)
+      v = 3;
+    else
+      v = kBlank;
     t[c] = static_cast<uint8_t>(v);
   }
   return t;
@@ -64,13 +79,20 @@ constexpr std::array<uint8_t, 256> make_sjis_trail() {
   std::array<uint8_t, 256> t{};
   for (int c = 0; c < 256; ++c) {
     int v;
-    if (c < 0x40) v = c;
-    else if (c <= 0x7E) v = 0xA1 + (c - 0x40);
-    else if (c == 0x7F) v = kBlank;
-    else if (c <= 0x9E) v = 0xE0 + (c - 0x80);
-    else if (c <= 0xFC) v = 0xA1 + (c - 0x9F);
-    else if (c == 0xFD) v = 0xFF;
-    else v = kBlank;
+    if (c < 0x40)
+      v = c;
+    else if (c <= 0x7E)
+      v = 0xA1 + (c - 0x40);
+    else if (c == 0x7F)
+      v = kBlank;
+    else if (c <= 0x9E)
+      v = 0xE0 + (c - 0x80);
+    else if (c <= 0xFC)
+      v = 0xA1 + (c - 0x9F);
+    else if (c == 0xFD)
+      v = 0xFF;
+    else
+      v = kBlank;
     t[c] = static_cast<uint8_t>(v);
   }
   return t;
@@ -83,7 +105,9 @@ constexpr auto kSjisLeadOdd = make_sjis_lead(false);
 constexpr auto kSjisLeadEven = make_sjis_lead(true);
 constexpr auto kSjisTrail = make_sjis_trail();
 
-inline unsigned char* ubytes(char* p) { return reinterpret_cast<unsigned char*>(p); }
+inline unsigned char* ubytes(char* p) {
+  return reinterpret_cast<unsigned char*>(p);
+}
 
 // Writes `out` over `text` (room `size`) with a NUL, cut to fit.
 size_t write_back(char* text, const std::string& out, size_t cut, size_t size) {
@@ -102,9 +126,12 @@ constexpr std::array<uint8_t, 256> make_sjis_action() {
   std::array<uint8_t, 256> t{};
   for (int c = 0; c < 256; ++c) {
     uint8_t cls = tbl::sjis[c];
-    if (cls & (tbl::kSingle | tbl::kKana)) t[c] = tbl::ctrl_blank[c] == c ? kKeep : kSweep;
-    else if (cls & tbl::kLead) t[c] = kPair;
-    else t[c] = kSweep;
+    if (cls & (tbl::kSingle | tbl::kKana))
+      t[c] = tbl::ctrl_blank[c] == c ? kKeep : kSweep;
+    else if (cls & tbl::kLead)
+      t[c] = kPair;
+    else
+      t[c] = kSweep;
   }
   return t;
 }
@@ -380,9 +407,12 @@ int clean_text(char* text, int code, size_t size, int whole) {
     if (nul) n = static_cast<size_t>(static_cast<const char*>(nul) - text);
   }
   unsigned char* t = ubytes(text);
-  if (code == kSjis) clean_sjis<false>(t, n, 0);
-  else if (code == kEuc) clean_euc<false>(t, n, 0);
-  else clean_utf8<false>(t, n, 0);
+  if (code == kSjis)
+    clean_sjis<false>(t, n, 0);
+  else if (code == kEuc)
+    clean_euc<false>(t, n, 0);
+  else
+    clean_utf8<false>(t, n, 0);
   return 0;
 }
 
@@ -390,9 +420,12 @@ int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* s
   *score = 0;
   if (code == kCodeAuto || code > kUtf8) return 1;
   unsigned char* t = ubytes(text);
-  if (code == kSjis) *score = clean_sjis<true>(t, size, from);
-  else if (code == kEuc) *score = clean_euc<true>(t, size, from);
-  else *score = clean_utf8<true>(t, size, from);
+  if (code == kSjis)
+    *score = clean_sjis<true>(t, size, from);
+  else if (code == kEuc)
+    *score = clean_euc<true>(t, size, from);
+  else
+    *score = clean_utf8<true>(t, size, from);
   return 0;
 }
 
@@ -539,8 +572,7 @@ size_t convert_code(Run& run, char* text, int from, int to, size_t size) {
   return strnlen(text, size);
 }
 
-size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to,
-                        size_t size) {
+size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to, size_t size) {
   char* text = block.data() + offset;
   bool to_utf8 = to == kUtf8 && (from == kSjis || from == kEuc);
   if (!to_utf8 || size == 0) return convert_code(run, text, from, to, size);

@@ -45,7 +45,7 @@ uint32_t single_byte_ucs(unsigned c) {
 // a character is one load and one store of four bytes.
 struct Utf8Tables {
   uint32_t pair[60 * 189];
-  uint32_t single[256];      // a lead byte holds the default character
+  uint32_t single[256];  // a lead byte holds the default character
   // A lead byte's row start plus a second byte's place is the index of the pair; both
   // parts are far below zero for bytes that make no pair, so one sign test decides.
   int row[256];

@@ -13,15 +13,24 @@ constexpr std::array<uint8_t, 256> make_sjis() {
   std::array<uint8_t, 256> t{};
   for (int c = 0; c < 256; ++c) {
     uint8_t v = 1;
-    if (c <= 0x3F) v = 1;
-    else if (c <= 0x7E) v = 5;
-    else if (c == 0x7F) v = 1;
-    else if (c == 0x80) v = 4;
-    else if (c <= 0x9F) v = 6;
-    else if (c == 0xA0) v = 4;
-    else if (c <= 0xDF) v = 12;
-    else if (c <= 0xFC) v = 6;
-    else v = 1;
+    if (c <= 0x3F)
+      v = 1;
+    else if (c <= 0x7E)
+      v = 5;
+    else if (c == 0x7F)
+      v = 1;
+    else if (c == 0x80)
+      v = 4;
+    else if (c <= 0x9F)
+      v = 6;
+    else if (c == 0xA0)
+      v = 4;
+    else if (c <= 0xDF)
+      v = 12;
+    else if (c <= 0xFC)
+      v = 6;
+    else
+      v = 1;
     t[c] = v;
   }
   return t;

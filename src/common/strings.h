@@ -26,8 +26,8 @@ inline bool never_second(uint8_t c) {
 // Replaces occurrences of `search` in `text`, whose room is `size` bytes. With `code`
 // 1 a match on a second byte doesn't count. `once` stops after the first. Result: the
 // number of replacements.
-int replace_text(const Run& run, std::string& text, std::string_view search,
-                 std::string_view repl, size_t size, int code, int once);
+int replace_text(const Run& run, std::string& text, std::string_view search, std::string_view repl,
+                 size_t size, int code, int once);
 
 // A to Z into a to z up to the first byte below 0x20; second bytes stay with code <= 1.
 void lower_case(std::string& text, int code);

@@ -174,10 +174,14 @@ void next_line(Run& run, char* line, const char* limit) {
   if (seps == 5 && run.sflg.k_abroad == 2) {
     const char* f = lf.fields[5];
     lf.lang_tag = "";
-    if (std::strncmp(f, "en", 2) == 0) lf.lang_tag = " By English";
-    else if (std::strncmp(f, "ja", 2) == 0) lf.lang_tag = " By Japanese";
-    else if (std::strncmp(f, "ko", 2) == 0) lf.lang_tag = " By Korean";
-    else if (std::strncmp(f, "zh", 2) == 0) lf.lang_tag = " By Chinese";
+    if (std::strncmp(f, "en", 2) == 0)
+      lf.lang_tag = " By English";
+    else if (std::strncmp(f, "ja", 2) == 0)
+      lf.lang_tag = " By Japanese";
+    else if (std::strncmp(f, "ko", 2) == 0)
+      lf.lang_tag = " By Korean";
+    else if (std::strncmp(f, "zh", 2) == 0)
+      lf.lang_tag = " By Chinese";
   }
   lf.seps = static_cast<uint8_t>(seps);
   clear_post_rows(run);
@@ -331,8 +335,10 @@ uint8_t identify_log(Run& run, char* file_date, Times& times) {
   }
   if (f.subkind == 4) {
     clear_kind_flags(f);
-    if (d.has_id) f.k_machi = 4;
-    else f.k_shitaraba = 4;
+    if (d.has_id)
+      f.k_machi = 4;
+    else
+      f.k_shitaraba = 4;
   }
   bool date_read = d.year_digits != 0 || d.time_digits != 0;
   if (!common_date(d) && d.adjust != 1 && !f.k_machi && date_read) {

@@ -15,7 +15,7 @@ struct FileInfo {
   bool exists = false;
   bool is_dir = false;
   int64_t size = 0;
-  int64_t mtime = 0;     // last write time, seconds since the epoch
+  int64_t mtime = 0;  // last write time, seconds since the epoch
   int64_t atime = 0;
   int64_t birthtime = 0;  // creation time where the file system keeps one, else mtime
 };

@@ -114,8 +114,10 @@ void open_log(Run& run) {
     c.l = false;
     return;
   }
-  if (c.l) c.conmode = c.ck ? 0 : 2;
-  else c.conmode = 0;
+  if (c.l)
+    c.conmode = c.ck ? 0 : 2;
+  else
+    c.conmode = 0;
 }
 
 namespace {
@@ -145,7 +147,8 @@ void leave_run(Run& run, const std::string& path, int flag, int status) {
     } else if (!path.empty()) {
       size_t end = 0;
       std::string f3 = folder_name(path, 3, &end);
-      if (f3 == "log" || f3 == "dat" || f3 == "Cache" || f3 == ".navi2ch") result = path.substr(0, end);
+      if (f3 == "log" || f3 == "dat" || f3 == "Cache" || f3 == ".navi2ch")
+        result = path.substr(0, end);
       std::string f4 = folder_name(path, 4, &end);
       if (f4 == "dat" || f4 == "Logs" || f4 == ".2ch") result = path.substr(0, end);
       if (result.empty() && flag == 1) {
@@ -170,6 +173,8 @@ void leave_run(Run& run, const std::string& path, int flag, int status) {
   if (c.v) wait_seconds(run, 3);
 }
 
-std::string sjis_path(std::string_view path) { return sjis_from_utf8(path); }
+std::string sjis_path(std::string_view path) {
+  return sjis_from_utf8(path);
+}
 
 }  // namespace tz

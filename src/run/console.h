@@ -16,8 +16,7 @@ void con_write(Run& run, std::string_view text);
 
 // The message routine: `format` holds up to three %s for a, b, c. Goes to the
 // console, the log or both by conmode; nothing at all under /st.
-void say(Run& run, const char* format, const char* a = "", const char* b = "",
-         const char* c = "");
+void say(Run& run, const char* format, const char* a = "", const char* b = "", const char* c = "");
 
 // Opens the log file when /l or /v asks for it and fixes conmode.
 void open_log(Run& run);

@@ -43,8 +43,11 @@ void say_number(Run& run, Msg m, long long n) {
 
 std::string total_text(int64_t hi, int64_t lo) {
   char buf[64];
-  if (hi) std::snprintf(buf, sizeof buf, "%lld%09lld", static_cast<long long>(hi), static_cast<long long>(lo));
-  else std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(lo));
+  if (hi)
+    std::snprintf(buf, sizeof buf, "%lld%09lld", static_cast<long long>(hi),
+                  static_cast<long long>(lo));
+  else
+    std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(lo));
   return buf;
 }
 
@@ -293,8 +296,10 @@ bool set_up(Run& run, DriverState& ds) {
   // The title query (/q) and the date filter (/ts) are not built yet.
   if (c.r_min != 0) {
     char buf[256];
-    if (c.r_max == kOpenEnd) std::snprintf(buf, sizeof buf, msg(run, Msg::r_filter_open), c.r_min);
-    else std::snprintf(buf, sizeof buf, msg(run, Msg::r_filter), c.r_min, c.r_max);
+    if (c.r_max == kOpenEnd)
+      std::snprintf(buf, sizeof buf, msg(run, Msg::r_filter_open), c.r_min);
+    else
+      std::snprintf(buf, sizeof buf, msg(run, Msg::r_filter), c.r_min, c.r_max);
     say(run, buf);
   }
   if (int forced = o_forced_in(c)) {
@@ -335,7 +340,8 @@ bool set_up(Run& run, DriverState& ds) {
   if (!c.st) say(run, "\r\n");
   if ((c.v || c.i_html || c.i_tmp) && !c.st) say(run, msg(run, Msg::start));
   if (c.mv) {
-    std::string where = c.mv_dst.empty() ? std::string(msg(run, Msg::mv_beside)) : sjis_path(c.mv_dst);
+    std::string where =
+        c.mv_dst.empty() ? std::string(msg(run, Msg::mv_beside)) : sjis_path(c.mv_dst);
     say(run, msg(run, Msg::mv_plan), where.c_str());
   }
   if (c.v && c.s) con_write(run, msg(run, Msg::searching));
@@ -387,12 +393,15 @@ int finish(Run& run, DriverState& ds) {
   if ((c.s || c.src_wild || c.q) && b.index_pages + b.moved + b.total_done != 0) {
     say_number(run, Msg::index_count, b.index_pages);
     if (!c.src_null) say(run, msg(run, Msg::done_threads), std::to_string(b.total_done).c_str());
-    if (b.mv_stopped) say(run, msg(run, Msg::mv_stopped));
-    else if (b.moved) say(run, msg(run, Msg::moved), std::to_string(b.moved).c_str());
+    if (b.mv_stopped)
+      say(run, msg(run, Msg::mv_stopped));
+    else if (b.moved)
+      say(run, msg(run, Msg::moved), std::to_string(b.moved).c_str());
     if (b.total_done >= 1000 && !c.st) {
       if (!o_no_receiver(c)) {
         say(run, msg(run, Msg::total_read), total_text(run.totals.rd_hi, run.totals.rd_lo).c_str());
-        say(run, msg(run, Msg::total_write), total_text(run.totals.wr_hi, run.totals.wr_lo).c_str());
+        say(run, msg(run, Msg::total_write),
+            total_text(run.totals.wr_hi, run.totals.wr_lo).c_str());
       }
       say(run, msg(run, Msg::elapsed), std::to_string(ds.end_time - ds.start_time).c_str());
     }
@@ -408,8 +417,10 @@ int finish(Run& run, DriverState& ds) {
   } else {
     status = 2;
     if (c.v || c.s || c.src_wild) {
-      if (!c.src_null && !c.dst_null) say(run, msg(run, Msg::no_target));
-      else if (!c.mv && !c.src_null) say(run, msg(run, Msg::zero_converted));
+      if (!c.src_null && !c.dst_null)
+        say(run, msg(run, Msg::no_target));
+      else if (!c.mv && !c.src_null)
+        say(run, msg(run, Msg::zero_converted));
     }
   }
   b.status = static_cast<uint8_t>(status);

@@ -70,7 +70,8 @@ void progress_line(Run& run, int ow) {
   }
   if (ow == 2) say(run, msg(run, Msg::exists), sjis_path(p.out_name).c_str());
   if (c.d && run.sflg.piece > 1) {
-    say(run, "\r\n%s", sjis_path(run.dfile_div.empty() ? "" : run.dfile_div[run.sflg.piece - 1]).c_str());
+    say(run, "\r\n%s",
+        sjis_path(run.dfile_div.empty() ? "" : run.dfile_div[run.sflg.piece - 1]).c_str());
     return;
   }
   switch (c.conmode) {

@@ -15,11 +15,11 @@
 namespace tz {
 
 // Limits of the data model.
-constexpr size_t kPathRoom = 256;       // a path, a file name, a piece of board information
-constexpr size_t kTitleRoom = 8193;     // a title string
-constexpr size_t kTitleCut = 8000;      // a title in work
-constexpr size_t kFieldRoom = 150000;   // a post's field
-constexpr int kOpenEnd = 999999;        // upper bound of /r that means "no upper bound"
+constexpr size_t kPathRoom = 256;      // a path, a file name, a piece of board information
+constexpr size_t kTitleRoom = 8193;    // a title string
+constexpr size_t kTitleCut = 8000;     // a title in work
+constexpr size_t kFieldRoom = 150000;  // a post's field
+constexpr int kOpenEnd = 999999;       // upper bound of /r that means "no upper bound"
 
 // Kanji code numbers.
 enum : uint8_t { kCodeAuto = 0, kSjis = 1, kEuc = 2, kUtf8 = 3, kBig5 = 4 };
@@ -94,30 +94,78 @@ struct Cmdm {
 };
 
 // Named switches of /m, /m2 and /o, by the bit layout of the settings words.
-inline bool m_name_label(const Cmdm& c) { return c.m & (1u << 0); }
-inline bool m_date_label(const Cmdm& c) { return c.m & (1u << 1); }
-inline bool m_mail_direct(const Cmdm& c) { return c.m & (1u << 2); }
-inline bool m_no_title(const Cmdm& c) { return c.m & (1u << 3); }
-inline int m_weekday_mode(const Cmdm& c) { return (c.m >> 4) & 3; }  // bit 1 of the digit high
-inline bool m_foot_size(const Cmdm& c) { return c.m & (1u << 6); }
-inline bool m_keep_body_blank(const Cmdm& c) { return c.m & (1u << 7); }
-inline bool m_title_lead_blank(const Cmdm& c) { return c.m & (1u << 8); }
-inline bool m_name_blanks(const Cmdm& c) { return c.m & (1u << 9); }
-inline bool m_lf(const Cmdm& c) { return c.m & (1u << 10); }
-inline bool m_head_board(const Cmdm& c) { return c.m & (1u << 12); }
-inline bool m_head_url(const Cmdm& c) { return c.m & (1u << 13); }
-inline bool m_short_links(const Cmdm& c) { return c.m & (1u << 23); }
-inline int m_line_limit(const Cmdm& c) { return (c.m >> 24) & 0x1F; }
-inline bool m_excerpt(const Cmdm& c) { return c.m & (1u << 30); }
-inline int m_forced_out(const Cmdm& c) { return (c.m2 >> 1) & 3; }  // 0 not forced, else code
-inline bool o_no_side_files(const Cmdm& c) { return c.o & 0x01; }
-inline bool o_no_browser_files(const Cmdm& c) { return c.o & 0x02; }
-inline bool o_no_board_lists(const Cmdm& c) { return c.o & 0x04; }
-inline bool o_no_log_check(const Cmdm& c) { return c.o & 0x08; }
-inline bool o_no_receiver(const Cmdm& c) { return c.o & 0x10; }
-inline int o_forced_in(const Cmdm& c) { return (c.o >> 6) & 3; }  // 0 detect, else code
-inline int o_priority(const Cmdm& c) { return (c.o >> 8) & 0xFF; }
-inline int o_head_kb(const Cmdm& c) { return (c.o >> 16) & 0xFF; }
+inline bool m_name_label(const Cmdm& c) {
+  return c.m & (1u << 0);
+}
+inline bool m_date_label(const Cmdm& c) {
+  return c.m & (1u << 1);
+}
+inline bool m_mail_direct(const Cmdm& c) {
+  return c.m & (1u << 2);
+}
+inline bool m_no_title(const Cmdm& c) {
+  return c.m & (1u << 3);
+}
+inline int m_weekday_mode(const Cmdm& c) {
+  return (c.m >> 4) & 3;
+}  // bit 1 of the digit high
+inline bool m_foot_size(const Cmdm& c) {
+  return c.m & (1u << 6);
+}
+inline bool m_keep_body_blank(const Cmdm& c) {
+  return c.m & (1u << 7);
+}
+inline bool m_title_lead_blank(const Cmdm& c) {
+  return c.m & (1u << 8);
+}
+inline bool m_name_blanks(const Cmdm& c) {
+  return c.m & (1u << 9);
+}
+inline bool m_lf(const Cmdm& c) {
+  return c.m & (1u << 10);
+}
+inline bool m_head_board(const Cmdm& c) {
+  return c.m & (1u << 12);
+}
+inline bool m_head_url(const Cmdm& c) {
+  return c.m & (1u << 13);
+}
+inline bool m_short_links(const Cmdm& c) {
+  return c.m & (1u << 23);
+}
+inline int m_line_limit(const Cmdm& c) {
+  return (c.m >> 24) & 0x1F;
+}
+inline bool m_excerpt(const Cmdm& c) {
+  return c.m & (1u << 30);
+}
+inline int m_forced_out(const Cmdm& c) {
+  return (c.m2 >> 1) & 3;
+}  // 0 not forced, else code
+inline bool o_no_side_files(const Cmdm& c) {
+  return c.o & 0x01;
+}
+inline bool o_no_browser_files(const Cmdm& c) {
+  return c.o & 0x02;
+}
+inline bool o_no_board_lists(const Cmdm& c) {
+  return c.o & 0x04;
+}
+inline bool o_no_log_check(const Cmdm& c) {
+  return c.o & 0x08;
+}
+inline bool o_no_receiver(const Cmdm& c) {
+  return c.o & 0x10;
+}
+inline int o_forced_in(const Cmdm& c) {
+  return (c.o >> 6) & 3;
+}  // 0 detect, else code
+inline int o_priority(const Cmdm& c) {
+  return (c.o >> 8) & 0xFF;
+}
+inline int o_head_kb(const Cmdm& c) {
+  return (c.o >> 16) & 0xFF;
+}
 
 // The thread in hand. Cleared per file by the driver, unless a field says otherwise.
 struct Sflg {
@@ -305,10 +353,10 @@ class ByteBlock {
 
 // The whole log of the thread in hand, kept and regrown across the files of a folder.
 struct LogBuffer {
-  ByteBlock sfile;          // the text, ended by a NUL; size() is log_cap
-  size_t len = 0;           // bytes of text in sfile
-  size_t log_first = 0;     // offset of the first post line
-  size_t log_last = 0;      // offset of the last byte that counts (inclusive)
+  ByteBlock sfile;       // the text, ended by a NUL; size() is log_cap
+  size_t len = 0;        // bytes of text in sfile
+  size_t log_first = 0;  // offset of the first post line
+  size_t log_last = 0;   // offset of the last byte that counts (inclusive)
 };
 
 }  // namespace tz

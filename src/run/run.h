@@ -41,11 +41,11 @@ struct Run {
   std::FILE* page_fp = nullptr;
 
   Totals totals;
-  int last_err = 0;        // error number kept for the file messages
-  int con_code = 3;        // code the console is written in: /ck, else the locale's
-  bool waits = true;       // the pauses of fatal stops and /v; tests switch them off
-  int best_pos = 0;        // position of the winning board source of the previous folder
-  int brd_files = 0;       // board lists loaded, 0 to 2
+  int last_err = 0;   // error number kept for the file messages
+  int con_code = 3;   // code the console is written in: /ck, else the locale's
+  bool waits = true;  // the pauses of fatal stops and /v; tests switch them off
+  int best_pos = 0;   // position of the winning board source of the previous folder
+  int brd_files = 0;  // board lists loaded, 0 to 2
 
   // Work areas.
   LogBuffer log;                       // buffer.sfile: the whole log of the thread in hand

@@ -25,7 +25,9 @@ constexpr char kBig5Name[] = "\xA6\x57\xA6\x72\xA1\x47";
 constexpr char kBig5Colon[] = "\xA1\x47";
 constexpr char kBig5Date[] = "\x20\xAE\xC9\xB6\xA1\xA1\x47";
 
-std::string sj(const char* utf8) { return sjis_from_utf8(utf8); }
+std::string sj(const char* utf8) {
+  return sjis_from_utf8(utf8);
+}
 
 void copy_row(char (&row)[16], std::string_view text) {
   size_t n = text.size() < 15 ? text.size() : 15;
@@ -90,9 +92,9 @@ void init_stores(Run& run) {
   s.be_ranks[2] = store_const(run, sj("株優プチ"));
   s.log_name = store_const(run, "tanzaku_log.txt");
   std::string marks;
-  for (const char* mark : {"あぼーん", "あほーん", "移転したよ", "移転", "ヤバイ！", "削除", "停止",
-                           "停止2", "[ここ壊れています]", "[ここ壊れてます]", "N/A",
-                           "移転＆停止"}) {
+  for (const char* mark :
+       {"あぼーん", "あほーん", "移転したよ", "移転", "ヤバイ！", "削除", "停止", "停止2",
+        "[ここ壊れています]", "[ここ壊れてます]", "N/A", "移転＆停止"}) {
     marks += sj(mark);
     marks += '\x01';
   }
@@ -116,10 +118,10 @@ void init_stores(Run& run) {
 
 void fill_empty_slots(Run& run) {
   Stores& s = run.str;
-  for (Slot* slot : {&s.newline, &s.url_sep, &s.label_name, &s.label_name_off, &s.label_date,
-                     &s.label_date_off, &s.label_mail, &s.cut_note, &s.no_title_text,
-                     &s.broken_text, &s.log_store, &s.top_page, &s.thread_list, &s.machi,
-                     &s.rule_line, &s.body_indent, &s.body_break}) {
+  for (Slot* slot :
+       {&s.newline, &s.url_sep, &s.label_name, &s.label_name_off, &s.label_date, &s.label_date_off,
+        &s.label_mail, &s.cut_note, &s.no_title_text, &s.broken_text, &s.log_store, &s.top_page,
+        &s.thread_list, &s.machi, &s.rule_line, &s.body_indent, &s.body_break}) {
     if (!slot->p) *slot = store_vari(run, "", 512);
   }
 }
@@ -154,7 +156,8 @@ void select_strings(Run& run, int stage) {
   if (key == s.strings_key) return;
   s.strings_key = key;
 
-  set_slot(s.cut_note, m_short_links(run.cmdm) ? sj(" (%d行省略)") : sj("(%d行省略されました・・)"));
+  set_slot(s.cut_note,
+           m_short_links(run.cmdm) ? sj(" (%d行省略)") : sj("(%d行省略されました・・)"));
   std::string days = sj("日月火水木金土");
   for (int i = 0; i < 7; ++i) {
     std::string day = days.substr(i * 2, 2);
