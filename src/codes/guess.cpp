@@ -142,6 +142,21 @@ struct ByteRanges {
   int64_t rFF = 0;
 };
 
+// The range of each count, as its first byte and its span.
+struct CountedRange {
+  int64_t ByteRanges::*count;
+  unsigned lo;
+  unsigned span;
+};
+constexpr CountedRange kCounted[] = {
+    {&ByteRanges::high, 0x80, 0x7F},   {&ByteRanges::r80_A0, 0x80, 0x20},
+    {&ByteRanges::r8E_8F, 0x8E, 0x01}, {&ByteRanges::r81_9F, 0x81, 0x1E},
+    {&ByteRanges::rA1_DF, 0xA1, 0x3E}, {&ByteRanges::rC2_DF, 0xC2, 0x1D},
+    {&ByteRanges::rE0_EF, 0xE0, 0x0F}, {&ByteRanges::rF0_FC, 0xF0, 0x0C},
+    {&ByteRanges::rFD_FF, 0xFD, 0x02}, {&ByteRanges::rFF, 0xFF, 0x00},
+};
+constexpr int kCounts = sizeof kCounted / sizeof kCounted[0];
+
 #if defined(__SSE2__)
 // 0xFF in each lane of `x` that lies in [lo, lo + span].
 inline __m128i in_range(__m128i x, unsigned lo, unsigned span) {
@@ -170,33 +185,15 @@ __attribute__((target("avx2"))) size_t count_ranges_avx2(const unsigned char* t,
                                                          ByteRanges* r) {
   size_t i = 0;
   while (n - i >= 32) {
-    __m256i a[10];
+    __m256i a[kCounts];
     for (auto& v : a) v = _mm256_setzero_si256();
     for (int round = 0; round < 255 && n - i >= 32; ++round, i += 32) {
       __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t + i));
-      __m256i high = _mm256_cmpgt_epi8(_mm256_setzero_si256(), x);
-      if (_mm256_movemask_epi8(high) == 0) continue;  // ASCII only: nothing to count
-      a[0] = _mm256_sub_epi8(a[0], high);
-      a[1] = _mm256_sub_epi8(a[1], in_range32(x, 0x80, 0x20));
-      a[2] = _mm256_sub_epi8(a[2], in_range32(x, 0x8E, 0x01));
-      a[3] = _mm256_sub_epi8(a[3], in_range32(x, 0x81, 0x1E));
-      a[4] = _mm256_sub_epi8(a[4], in_range32(x, 0xA1, 0x3E));
-      a[5] = _mm256_sub_epi8(a[5], in_range32(x, 0xC2, 0x1D));
-      a[6] = _mm256_sub_epi8(a[6], in_range32(x, 0xE0, 0x0F));
-      a[7] = _mm256_sub_epi8(a[7], in_range32(x, 0xF0, 0x0C));
-      a[8] = _mm256_sub_epi8(a[8], in_range32(x, 0xFD, 0x02));
-      a[9] = _mm256_sub_epi8(a[9], _mm256_cmpeq_epi8(x, _mm256_set1_epi8(static_cast<char>(0xFF))));
+      if (_mm256_movemask_epi8(x) == 0) continue;  // ASCII only: nothing to count
+      for (int k = 0; k < kCounts; ++k)
+        a[k] = _mm256_sub_epi8(a[k], in_range32(x, kCounted[k].lo, kCounted[k].span));
     }
-    r->high += lane_sum32(a[0]);
-    r->r80_A0 += lane_sum32(a[1]);
-    r->r8E_8F += lane_sum32(a[2]);
-    r->r81_9F += lane_sum32(a[3]);
-    r->rA1_DF += lane_sum32(a[4]);
-    r->rC2_DF += lane_sum32(a[5]);
-    r->rE0_EF += lane_sum32(a[6]);
-    r->rF0_FC += lane_sum32(a[7]);
-    r->rFD_FF += lane_sum32(a[8]);
-    r->rFF += lane_sum32(a[9]);
+    for (int k = 0; k < kCounts; ++k) r->*kCounted[k].count += lane_sum32(a[k]);
   }
   return i;
 }
@@ -215,48 +212,22 @@ void count_ranges(const unsigned char* t, size_t n, ByteRanges* r) {
 #if defined(__SSE2__)
   // Counters of 8 bits per lane, summed before they can overflow.
   while (n - i >= 16) {
-    __m128i a[10];
+    __m128i a[kCounts];
     for (auto& v : a) v = _mm_setzero_si128();
     for (int round = 0; round < 255 && n - i >= 16; ++round, i += 16) {
       __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + i));
-      __m128i high = _mm_cmplt_epi8(x, _mm_setzero_si128());
-      if (_mm_movemask_epi8(high) == 0) continue;  // ASCII only: nothing to count
-      a[0] = _mm_sub_epi8(a[0], high);
-      a[1] = _mm_sub_epi8(a[1], in_range(x, 0x80, 0x20));
-      a[2] = _mm_sub_epi8(a[2], in_range(x, 0x8E, 0x01));
-      a[3] = _mm_sub_epi8(a[3], in_range(x, 0x81, 0x1E));
-      a[4] = _mm_sub_epi8(a[4], in_range(x, 0xA1, 0x3E));
-      a[5] = _mm_sub_epi8(a[5], in_range(x, 0xC2, 0x1D));
-      a[6] = _mm_sub_epi8(a[6], in_range(x, 0xE0, 0x0F));
-      a[7] = _mm_sub_epi8(a[7], in_range(x, 0xF0, 0x0C));
-      a[8] = _mm_sub_epi8(a[8], in_range(x, 0xFD, 0x02));
-      a[9] = _mm_sub_epi8(a[9], _mm_cmpeq_epi8(x, _mm_set1_epi8(static_cast<char>(0xFF))));
+      if (_mm_movemask_epi8(x) == 0) continue;  // ASCII only: nothing to count
+      for (int k = 0; k < kCounts; ++k)
+        a[k] = _mm_sub_epi8(a[k], in_range(x, kCounted[k].lo, kCounted[k].span));
     }
-    r->high += lane_sum(a[0]);
-    r->r80_A0 += lane_sum(a[1]);
-    r->r8E_8F += lane_sum(a[2]);
-    r->r81_9F += lane_sum(a[3]);
-    r->rA1_DF += lane_sum(a[4]);
-    r->rC2_DF += lane_sum(a[5]);
-    r->rE0_EF += lane_sum(a[6]);
-    r->rF0_FC += lane_sum(a[7]);
-    r->rFD_FF += lane_sum(a[8]);
-    r->rFF += lane_sum(a[9]);
+    for (int k = 0; k < kCounts; ++k) r->*kCounted[k].count += lane_sum(a[k]);
   }
 #endif
   for (; i < n; ++i) {
     unsigned c = t[i];
     if (c < 0x80) continue;
-    ++r->high;
-    r->r80_A0 += c <= 0xA0;
-    r->r8E_8F += c == 0x8E || c == 0x8F;
-    r->r81_9F += c >= 0x81 && c <= 0x9F;
-    r->rA1_DF += c >= 0xA1 && c <= 0xDF;
-    r->rC2_DF += c >= 0xC2 && c <= 0xDF;
-    r->rE0_EF += c >= 0xE0 && c <= 0xEF;
-    r->rF0_FC += c >= 0xF0 && c <= 0xFC;
-    r->rFD_FF += c >= 0xFD;
-    r->rFF += c == 0xFF;
+    for (const CountedRange& range : kCounted)
+      r->*range.count += static_cast<uint8_t>(c - range.lo) <= range.span;
   }
 }
 

@@ -8,21 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "../test_run.h"
 #include "common/byte_tables.h"
 #include "run/run.h"
 #include "run/stores.h"
 
 namespace tz {
 namespace {
-
-std::unique_ptr<Run> make_run() {
-  auto run = std::make_unique<tz::Run>();
-  init_stores(*run);
-  fill_empty_slots(*run);
-  output_setup(*run);
-  run->waits = false;
-  return run;
-}
 
 // Runs convert_code on a buffer whose room is `size`, however long the text.
 std::string convert_in_room(Run& run, const std::string& text, int from, int to, size_t size) {
@@ -60,7 +52,7 @@ const Spelling kSpellings[] = {
 };
 
 TEST(ConvertCode, AllSixConversions) {
-  auto run = make_run();
+  auto run = make_test_run();
   for (const Spelling& s : kSpellings) {
     const char* by_code[4] = {nullptr, s.sjis, s.euc, s.utf8};
     for (int from = kSjis; from <= kUtf8; ++from) {
@@ -106,7 +98,7 @@ TEST(ConvertCode, ShiftJisToEucJpOfVendorAndOddBytes) {
       {"IBM extension from UTF-8", kUtf8, kEuc, "\xE2\x85\xB0", "\x8F\xF3\xF3"},
       {"kanji only in the IBM rows, from UTF-8", kUtf8, kEuc, "\xE9\xAB\x99", "\x8F\xF4\xFB"},
   };
-  auto run = make_run();
+  auto run = make_test_run();
   for (const OneWay& c : cases) {
     EXPECT_EQ(convert_in_room(*run, c.in, c.from, c.to, 64), c.out) << c.what;
   }
@@ -124,7 +116,7 @@ TEST(ConvertCode, EucJpToShiftJisOfOddBytes) {
       {"three-byte character to UTF-8", kEuc, kUtf8, "\xA4\xA2\x8F\xF3\xF3",
        "\xE3\x81\x82\xE8\x97\xB7"},
   };
-  auto run = make_run();
+  auto run = make_test_run();
   for (const OneWay& c : cases) {
     EXPECT_EQ(convert_in_room(*run, c.in, c.from, c.to, 64), c.out) << c.what;
   }
@@ -143,7 +135,7 @@ TEST(ConvertCode, GuessesOrLeavesAlone) {
       // A tie of EUC-JP and UTF-8 is no code: nothing happens.
       {"guess ends in a tie", kCodeAuto, kSjis, "\x8E\xC3\x8F", "\x8E\xC3\x8F"},
   };
-  auto run = make_run();
+  auto run = make_test_run();
   for (const OneWay& c : cases) {
     EXPECT_EQ(convert_in_room(*run, c.in, c.from, c.to, 64), c.out) << c.what;
   }
@@ -177,14 +169,14 @@ TEST(ConvertCode, CutsAtTheRoom) {
        "\x8F\xF3\xF3\x8F\xF3"},
       {"through Shift_JIS into UTF-8", kEuc, kUtf8, "\xA4\xA2\xA4\xA4", 6, "\xE3\x81\x82\xE3\x81"},
   };
-  auto run = make_run();
+  auto run = make_test_run();
   for (const RoomCase& c : cases) {
     EXPECT_EQ(convert_in_room(*run, c.in, c.from, c.to, c.size), c.out) << c.what;
   }
 }
 
 TEST(ConvertCode, StringFormKeepsBelowTheRoom) {
-  auto run = make_run();
+  auto run = make_test_run();
   std::string text = "\x82\xA0\x82\xA2\x82\xA4";
   convert_code(*run, text, kSjis, kUtf8, 8);
   EXPECT_EQ(text, "\xE3\x81\x82\xE3\x81");
@@ -200,7 +192,7 @@ std::string text_ending_in(const std::string& last) {
 }
 
 TEST(SjisToEuc, ThreeBytesAtTheEndOfTheWorkBlockStop) {
-  auto run = make_run();
+  auto run = make_test_run();
   std::string text = text_ending_in("\xFA\x40");
   std::vector<char> buf(text.begin(), text.end());
   buf.resize(3001, '\0');
@@ -208,7 +200,7 @@ TEST(SjisToEuc, ThreeBytesAtTheEndOfTheWorkBlockStop) {
 }
 
 TEST(SjisToEuc, TwoBytesAtTheEndOfTheWorkBlockAreCut) {
-  auto run = make_run();
+  auto run = make_test_run();
   std::string text = text_ending_in("\x82\xA0\x82\xA0");
   std::vector<char> buf(text.begin(), text.end());
   buf.resize(3001, '\0');
@@ -621,7 +613,7 @@ TEST(SjisToEuc, MachineDependentCharactersTakeTheirOwnPlace) {
       {"\xF0\x40", "\xA1\xA9", "user-defined area: full-width question mark"},
       {"\xB1", "\x8E\xB1", "half-width katakana"},
   };
-  auto run = make_run();
+  auto run = make_test_run();
   for (const Case& c : cases) {
     std::string text = c.sjis;
     convert_code(*run, text, kSjis, kEuc, 64);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "../test_run.h"
 #include "codes/convert.h"
 #include "run/run.h"
 #include "run/stores.h"
@@ -12,21 +13,12 @@
 namespace tz {
 namespace {
 
-std::unique_ptr<Run> make_run() {
-  auto run = std::make_unique<Run>();
-  init_stores(*run);
-  fill_empty_slots(*run);
-  output_setup(*run);
-  run->waits = false;
-  return run;
-}
-
 std::string sj(const char* utf8) {
   return sjis_from_utf8(utf8);
 }
 
 TEST(ByteKind, TellsBytesOfShiftJisText) {
-  auto run = make_run();
+  auto run = make_test_run();
   struct Case {
     std::string text;
     size_t at;
@@ -53,7 +45,7 @@ TEST(ByteKind, TellsBytesOfShiftJisText) {
 }
 
 TEST(ByteKind, NeverSecondHoldsBehindAnyBytes) {
-  auto run = make_run();
+  auto run = make_test_run();
   const std::string heads[] = {"", "a", "\x82", "\x82\x82", sj("表"), "\x95\x5C\x95"};
   int checked = 0;
   for (int c = 0; c < 256; ++c) {
@@ -73,7 +65,7 @@ TEST(ByteKind, NeverSecondHoldsBehindAnyBytes) {
 }
 
 TEST(ReplaceText, ReplacesWithinTheRoom) {
-  auto run = make_run();
+  auto run = make_test_run();
   struct Case {
     std::string text, search, repl;
     size_t size;
@@ -106,7 +98,7 @@ TEST(ReplaceText, ReplacesWithinTheRoom) {
 }
 
 TEST(ReplaceText, LosesATailTooLongToSetAside) {
-  auto run = make_run();
+  auto run = make_test_run();
   std::string kept = "x" + std::string(149998, 'y');
   EXPECT_EQ(replace_text(*run, kept, "x", "z", kFieldRoom, 0, 1), 1);
   EXPECT_EQ(kept, "z" + std::string(149998, 'y'));
@@ -183,7 +175,7 @@ TEST(PathPiece, TakesFoldersFromTheEnd) {
 }
 
 TEST(EncodeBlanks, EncodesWithinTheLimits) {
-  auto run = make_run();
+  auto run = make_test_run();
   struct Case {
     std::string text;
     size_t size;

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "../test_run.h"
 #include "codes/convert.h"
 #include "run/run.h"
 #include "run/stores.h"
@@ -27,11 +28,7 @@ class LogTest : public ::testing::Test {
   void TearDown() override { std::filesystem::remove_all(dir_); }
 
   void fresh_run() {
-    run_ = std::make_unique<tz::Run>();
-    init_stores(*run_);
-    fill_empty_slots(*run_);
-    output_setup(*run_);
-    run_->waits = false;
+    run_ = make_test_run();
     run_->cmdm.conmode = 2;  // no console output; no log is open
   }
 

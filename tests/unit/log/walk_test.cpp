@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "../test_run.h"
 #include "run/run.h"
 
 namespace tz {
@@ -30,13 +31,7 @@ class WalkTest : public ::testing::Test {
     root_ = tmpl + "/";
     fresh_run();
   }
-  void fresh_run() {
-    run_ = std::make_unique<tz::Run>();
-    init_stores(*run_);
-    fill_empty_slots(*run_);
-    output_setup(*run_);
-    run_->waits = false;
-  }
+  void fresh_run() { run_ = make_test_run(); }
   void TearDown() override { fs::remove_all(root_); }
 
   // "a/b/" makes folders, "a/x.dat" a file (with its folders).

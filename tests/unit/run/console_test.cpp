@@ -9,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "../test_run.h"
 #include "codes/convert.h"
 #include "run/fatal.h"
 #include "run/run.h"
@@ -45,11 +46,7 @@ std::string read_file(const std::string& path) {
 }
 
 std::unique_ptr<Run> make_run(const std::string& exe_dir) {
-  auto run = std::make_unique<tz::Run>();
-  init_stores(*run);
-  fill_empty_slots(*run);
-  output_setup(*run);
-  run->waits = false;
+  auto run = make_test_run();
   run->cmdm.exe_dir = exe_dir;
   return run;
 }

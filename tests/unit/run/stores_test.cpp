@@ -7,20 +7,12 @@
 #include <memory>
 #include <string>
 
+#include "../test_run.h"
 #include "codes/convert.h"
 #include "run/run.h"
 
 namespace tz {
 namespace {
-
-std::unique_ptr<Run> make_run() {
-  auto run = std::make_unique<tz::Run>();
-  init_stores(*run);
-  fill_empty_slots(*run);
-  output_setup(*run);
-  run->waits = false;
-  return run;
-}
 
 std::string S(const char* utf8) {
   return sjis_from_utf8(utf8);
@@ -33,7 +25,7 @@ void console_to_stderr() {
 }
 
 TEST(Stores, ConstantsAndRowsInShiftJis) {
-  auto run = make_run();
+  auto run = make_test_run();
   const Stores& s = run->str;
   EXPECT_STREQ(s.version, "0.35f FIX");
   EXPECT_STREQ(s.comma_mark, "\x81\x97\x81\x4D");
@@ -52,7 +44,7 @@ TEST(Stores, ConstantsAndRowsInShiftJis) {
 }
 
 TEST(Stores, SlotsAfterTheSetUp) {
-  auto run = make_run();
+  auto run = make_test_run();
   Stores& s = run->str;
   const struct {
     const char* what;
@@ -81,7 +73,7 @@ TEST(Stores, SlotsAfterTheSetUp) {
 }
 
 TEST(Stores, SetSlotCutsToTheSlot) {
-  auto run = make_run();
+  auto run = make_test_run();
   set_slot(run->str.newline, "abcdef");
   EXPECT_EQ(run->str.newline.view(), "abc");
 }
@@ -111,7 +103,7 @@ TEST(Stores, ConstantStoreOverflowBeforeTheMessagesExist) {
 }
 
 TEST(Stores, VariableStoreOverflows) {
-  auto run = make_run();
+  auto run = make_test_run();
   size_t left = kVariStoreSize - run->str.vari_fill;
   const struct {
     const char* what;
@@ -138,7 +130,7 @@ TEST(Stores, VariableStoreOverflows) {
 
 TEST(SelectStrings, StageZero) {
   for (bool lf : {false, true}) {
-    auto run = make_run();
+    auto run = make_test_run();
     if (lf) run->cmdm.m |= 1u << 10;
     select_strings(*run, 0);
     EXPECT_EQ(run->str.newline.view(), lf ? "\n" : "\r\n");
@@ -174,7 +166,7 @@ TEST(SelectStrings, LabelsByLanguageAndCode) {
        "[Broken log]", S("日")},
   };
   for (const Labels& c : cases) {
-    auto run = make_run();
+    auto run = make_test_run();
     run->sflg.k_abroad = c.k_abroad;
     run->code_out = c.code_out;
     select_strings(*run, 2);
@@ -202,7 +194,7 @@ TEST(SelectStrings, CutNote) {
       {true, kEuc, " (%d\xB9\xD4\xBE\xCA\xCE\xAC)"},
   };
   for (const auto& c : cases) {
-    auto run = make_run();
+    auto run = make_test_run();
     if (c.short_links) run->cmdm.m |= 1u << 23;
     run->code_out = c.code_out;
     select_strings(*run, 2);
@@ -211,7 +203,7 @@ TEST(SelectStrings, CutNote) {
 }
 
 TEST(SelectStrings, SameKeyLeavesTheSlotsButConvertsTheBoardName) {
-  auto run = make_run();
+  auto run = make_test_run();
   run->code_out = kUtf8;
   select_strings(*run, 2);
   set_slot(run->str.label_name, "x");
@@ -225,7 +217,7 @@ TEST(SelectStrings, SameKeyLeavesTheSlotsButConvertsTheBoardName) {
 }
 
 TEST(SelectStrings, PageWordsAreConvertedWhenTheKeyChanges) {
-  auto run = make_run();
+  auto run = make_test_run();
   run->code_list = kSjis;
   page_words(*run, 1);
   ASSERT_EQ(run->str.thread_list.view(), S("スレッド一覧"));
@@ -261,7 +253,7 @@ TEST(PageWords, WordsByLanguageAndPageCode) {
        ""},
   };
   for (const auto& c : cases) {
-    auto run = make_run();
+    auto run = make_test_run();
     run->sflg.k_abroad = c.k_abroad;
     run->code_list = c.code_list;
     run->code_tree = c.code_tree;
@@ -274,7 +266,7 @@ TEST(PageWords, WordsByLanguageAndPageCode) {
 }
 
 TEST(PageWords, KeyOfWhichLanguageAndBothCodes) {
-  auto run = make_run();
+  auto run = make_test_run();
   run->code_list = kUtf8;
   run->code_tree = kSjis;
   page_words(*run, 1);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "../test_run.h"
 #include "codes/convert.h"
 #include "run/run.h"
 #include "run/stores.h"
@@ -18,11 +19,7 @@ namespace {
 constexpr int32_t kKey2005 = 1117584000;
 
 std::unique_ptr<Run> make_run(int code_out = kSjis) {
-  auto run = std::make_unique<Run>();
-  init_stores(*run);
-  fill_empty_slots(*run);
-  output_setup(*run);
-  run->waits = false;
+  auto run = make_test_run();
   run->code_out = static_cast<uint8_t>(code_out);
   select_strings(*run, 2);
   return run;

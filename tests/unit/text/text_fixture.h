@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "../test_run.h"
 #include "codes/convert.h"
 #include "run/run.h"
 #include "run/stores.h"
@@ -13,11 +14,7 @@ namespace tz::testing {
 
 // A run with its stores made, Shift_JIS output, a <> log with the date as field 3.
 inline std::unique_ptr<Run> make_text_run(uint32_t m = 0x3001) {
-  auto run = std::make_unique<Run>();
-  init_stores(*run);
-  fill_empty_slots(*run);
-  output_setup(*run);
-  run->waits = false;
+  auto run = make_test_run();
   run->cmdm.m = m;
   run->cmdm.conmode = 2;  // keep the console quiet; no log is open
   run->code_out = kSjis;
