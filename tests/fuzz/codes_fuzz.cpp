@@ -79,10 +79,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const char* p = reinterpret_cast<const char*>(data + 1);
   std::string text(p, strnlen(p, size - 1));
 
-  for (long limit : {-1L, 0L, 1L, 2L, 3L, 7L, static_cast<long>(text.size()),
-                     static_cast<long>(text.size()) + 2, 1L << 20}) {
+  // Long texts skip passes by bounds; the verdict must be that of all three passes,
+  // also where the limit cuts the text inside a character.
+  const long len = static_cast<long>(text.size());
+  for (long limit :
+       {-1L, 0L, 1L, 2L, 3L, 7L, len / 2 + (pick & 3), len - 1, len, len + 2, 1L << 20}) {
     int code = tz::guess_code(text.c_str(), limit);
     check(code >= 0 && code <= 3);
+    check(code == tz::guess_by_passes(text.c_str(), limit));
   }
 
   // The sweep also sees what lies behind a NUL.
