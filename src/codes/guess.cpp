@@ -128,7 +128,7 @@ int64_t floor_half(int64_t x) {
   return x >= 0 ? x / 2 : -((-x + 1) / 2);
 }
 
-// How many bytes of a text lie in each range that the bounds of guess_swept need.
+// How many bytes of a text lie in each range that the bounds of the guesses need.
 struct ByteRanges {
   int64_t high = 0;    // 0x80 and up
   int64_t r80_A0 = 0;  // 0x80 to 0xA0
