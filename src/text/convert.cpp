@@ -205,6 +205,9 @@ int convert_thread(Run& run, int list_only, int tree_mode, const Times& times) {
   brk += str.body_indent.view();
   set_slot(str.body_break, brk);
 
+  // The language tag of World 2ch lines belongs to the thread: a thread whose lines
+  // never set it shows none, whatever the thread before it had.
+  run.line.lang_tag = "";
   const Layout lay = make_layout(run);
   int post_no = 0;
   bool want_title = true;
