@@ -40,6 +40,12 @@ bool ends_name(char c) {
   return c == '\0' || c == ':' || c == '=' || c == '-';
 }
 
+// An option: a letter, then the end of the name, or a second letter and the end.
+bool option_shaped(std::string_view arg) {
+  return is_letter(at(arg, 1)) &&
+         (ends_name(at(arg, 2)) || (is_letter(at(arg, 2)) && ends_name(at(arg, 3))));
+}
+
 // Case-independent: does `text` begin with `prefix`?
 bool has_prefix(std::string_view text, std::string_view prefix) {
   if (text.size() < prefix.size()) return false;
@@ -266,7 +272,7 @@ void take_s(Run& run, std::string_view arg) {
     char ch = at(arg, i);
     if (ch == '\0' || ch == ' ') return;
     if (ch == ':') {
-      assign_cut(c.s_file, tail(arg, i + 1), kPathCut + 1);
+      assign_cut(c.s_file, tail(arg, i + 1), kPathCut);
       return;
     }
     if (ch == '1') c.i_one = 1;
@@ -279,7 +285,7 @@ void take_ts(Run& run, std::string_view value) {
   Cmdm& c = run.cmdm;
   std::string from(14, '*');
   std::string to(14, '*');
-  c.ts_range = 0;
+  // ts_range is not reset: what an earlier /ts left there takes part in this walk.
   size_t pos = 0;
   size_t start_pos = 0;
   int side = 1;
@@ -552,7 +558,9 @@ int parse_command_line(Run& run, int argc, char** argv) {
   }
   if (argc == 2) {
     std::string_view only = argv[1];
-    if ((at(only, 0) == '/' || at(only, 0) == '-') && lower(at(only, 1)) == 'h') {
+    // An absolute path that begins with "/h" is a path, not the page.
+    bool page = at(only, 0) == '-' || option_shaped(only);
+    if (page && lower(at(only, 1)) == 'h') {
       // The one way to have the long page in a given code.
       if (only.size() > 3) set_console_code(run, code_by_prefix(only.substr(3), true));
       print_long_page(run);
@@ -583,9 +591,7 @@ int parse_command_line(Run& run, int argc, char** argv) {
       print_version_line(run);
       return 2;
     }
-    bool option = is_letter(at(arg, 1)) &&
-                  (ends_name(at(arg, 2)) || (is_letter(at(arg, 2)) && ends_name(at(arg, 3))));
-    if (!option) {
+    if (!option_shaped(arg)) {
       // An absolute path is a path; a lone '/' or '-' too.
       if (first == '/' || arg.size() == 1) {
         take_positional(run, p, arg);

@@ -93,7 +93,13 @@ bool check_path(Run& run, const std::string& path, std::string* name_out, int mo
     os::DirReader reader;
     os::DirEntry entry;
     if (reader.open(dir)) {
-      while (reader.next(&entry)) {
+      // The folder's own entry comes first in the system's find: "*" and "*.*" find it
+      // even in a folder with nothing else, and it is the name they give.
+      if (find_matches(pattern, ".")) {
+        found = true;
+        name.assign(1, '.');
+      }
+      while (!found && reader.next(&entry)) {
         if (entry.name == "." || entry.name == "..") continue;
         // A pipe or a device is no log, and opening a pipe would wait for a writer
         // for ever.

@@ -133,6 +133,9 @@ TEST(Parser, SortsArgumentsIntoOptionsPathsAndRefusals) {
        2,
        sjis_from_utf8(os::current_dir() + "/-b.dat:入力ファイルを開けません。\n")},
       {{"/x", "-x", "/js=1", "NUL"}, 1, ""},
+      // A lone absolute path that begins with "/h" is a source, not the long page.
+      {{"/hx/a.dat"}, 2, sjis_from_utf8("/hx/:ディレクトリが見つかりません。\n")},
+      {{"/help"}, 2, sjis_from_utf8("/help:入力ファイルを開けません。\n")},
   };
   for (const Case& c : cases) {
     Parsed p = parse(c.args);
@@ -237,6 +240,8 @@ TEST(Parser, DateFilterPatterns) {
       {{"/ts"}, 0, "", "", 0},
       {{"/TS=2006"}, 'f', "2006**********", "2006**********", 0},
       {{"/ts=2006", "/ts=2006-M01"}, 0, nullptr, nullptr, 1},
+      // The range of an earlier /ts stays: an upper end alone needs no copy.
+      {{"/ts=-Y2001", "/ts=2006"}, 'f', "2006**********", "**************", 3},
   };
   for (const Case& c : cases) {
     std::vector<std::string> args = c.args;
@@ -373,13 +378,14 @@ TEST(Parser, SimpleValues) {
 
 TEST(Parser, ValuesAreCutAtTheirLimits) {
   std::string x300(300, 'x');
-  Parsed p = parse_with_source(
-      {"/t=" + x300, "/q=" + x300, "/n=" + std::string(600, 'n'), "/d=99999999999", "/mv=" + x300});
+  Parsed p = parse_with_source({"/t=" + x300, "/q=" + x300, "/n=" + std::string(600, 'n'),
+                                "/d=99999999999", "/mv=" + x300, "/s=:" + x300});
   const Cmdm& m = p.run->cmdm;
   EXPECT_EQ(m.t_fmt.size(), 254u);
   EXPECT_EQ(m.q_str.size(), 255u);
   EXPECT_EQ(m.n.size(), 500u);
   EXPECT_EQ(m.mv_path.size(), 255u);
+  EXPECT_EQ(m.s_file.size(), 255u);
   EXPECT_EQ(m.d, INT_MAX);
 }
 
@@ -428,6 +434,9 @@ TEST(Parser, LogFilesAreRefused) {
   TempDir upper;
   std::string other = upper.touch("x.LOG.dat");  // the test minds the case
   EXPECT_EQ(parse({other}).result, 1);
+  // A pattern that finds the folder's own entry first has no name to refuse.
+  EXPECT_EQ(parse({dir.path() + "/*"}).result, 0);
+  EXPECT_EQ(parse({dir.path() + "/*.dat"}).result, 2);
 }
 
 TEST(Parser, LongPageCodeComesFromTheSingleArgument) {

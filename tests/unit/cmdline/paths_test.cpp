@@ -179,6 +179,10 @@ TEST(Paths, CheckPathFindsFoldersAndFirstMatches) {
       {dir.at("logs/NOTES.TXT"), 2, false, "notes.txt"},
       {dir.at("logs/????.dat"), 2, false, "1234.dat"},
       {dir.at("logs/*.idx"), 0, true, ""},
+      // The folder's own entry comes first to patterns that take it, even when empty.
+      {dir.at("empty/*"), 2, false, "."},
+      {dir.at("logs/*.*"), 2, false, "."},
+      {dir.at("empty/*.dat"), 0, true, ""},
       // The lookup finds what the folder's file list takes: "*.dat" reaches past the
       // first dot, unlike the walk's own name test.
       {dir.at("dots/*.dat"), 2, false, "a.b.dat"},
