@@ -18,6 +18,8 @@ namespace tz {
 namespace {
 
 constexpr size_t kPathCut = 255;
+// A name made by /t is cut here, to leave room for the piece number, mark and extension.
+constexpr size_t kNameCut = 236;
 constexpr size_t kOutBuffer = 1 << 16;
 
 void append_cut(std::string& to, std::string_view piece, size_t limit) {
@@ -55,6 +57,16 @@ std::string path_text(const std::string& sjis) {
   return utf8_from_sjis(sjis);
 }
 
+// Cuts a name in the file-name code at `most` bytes, where a character begins: a
+// Shift_JIS name that was cut to fit grows in UTF-8, and its piece number, mark and
+// extension must still fit behind it.
+void cut_path_text(std::string& name, size_t most) {
+  if (name.size() <= most) return;
+  size_t n = most;
+  while (n > 0 && (static_cast<uint8_t>(name[n]) & 0xC0) == 0x80) --n;
+  name.resize(n);
+}
+
 // Replaces each bad character of a name by '-' in its first `reach` bytes (Shift_JIS).
 void replace_bad_chars(std::string& name, size_t reach) {
   for (size_t i = 0; i < name.size() && i < reach; ++i) {
@@ -84,6 +96,9 @@ std::string piece_format(int pieces, int i) {
   return buf;
 }
 
+// The widest running number printed for a "%<width>num%" token: wider than the name.
+constexpr int kWidestNum = 512;
+
 // Fills the widths of tokens such as "%05num%" with the running number.
 void fill_num_widths(const Run& run, std::string& name, int n) {
   size_t from = 0;
@@ -93,13 +108,24 @@ void fill_num_widths(const Run& run, std::string& name, int n) {
     size_t pct = at == 0 ? std::string::npos : name.rfind('%', at - 1);
     if (pct == std::string::npos) return;
     std::string token = name.substr(pct, at + 4 - pct);
-    std::string width = name.substr(pct + 1, at - pct - 1);
-    char format[64];
-    std::snprintf(format, sizeof format, "%%0%sd", width.substr(0, 40).c_str());
-    char number[300];
-    int w = std::atoi(width.c_str());
-    if (w < 0 || w > 250) std::snprintf(format, sizeof format, "%%d");
-    std::snprintf(number, sizeof number, format, n);
+    // The text behind the '%' goes into "%0<text>d": of it only the flags and the width
+    // that a number format takes are used, as a title may put any text there. A width
+    // above the room of the name gives the same name as the widest one kept here.
+    std::string_view width = std::string_view(name).substr(pct + 1, at - pct - 1);
+    size_t flags = width.find_first_not_of("-+ 0");
+    if (flags == std::string_view::npos) flags = width.size();
+    size_t digits = flags;
+    int w = 0;
+    while (digits < width.size() && width[digits] >= '0' && width[digits] <= '9') {
+      if (w < kWidestNum) w = w * 10 + (width[digits] - '0');
+      ++digits;
+    }
+    if (w > kWidestNum) w = kWidestNum;
+    std::string format = "%0" + std::string(width.substr(0, flags));
+    if (digits > flags) format += std::to_string(w);
+    format += 'd';
+    char number[kWidestNum + 16];
+    std::snprintf(number, sizeof number, format.c_str(), n);
     replace_text(run, name, token, number, 256, kSjis, 1);
     from = at;
   }
@@ -262,9 +288,10 @@ int make_name(Run& run, int n) {
       fill_num_widths(run, name, n);
     }
     replace_bad_chars(name, 200);
-    if (name.size() > 236) name.resize(236);
+    if (name.size() > kNameCut) name.resize(kNameCut);
     clean_text(name, kSjis, 255);
     name = path_text(name);
+    cut_path_text(name, kNameCut);
   }
   p.out_no = 0;  // numbers come from the index records of the output folder
   std::string mark = p.out_no ? "[" + std::to_string(p.out_no) + "]" : "";
