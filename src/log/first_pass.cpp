@@ -112,11 +112,17 @@ int read_log(Run& run) {
   const Cmdm& c = run.cmdm;
   LogBuffer& log = run.log;
   os::FileInfo info;
-  if (!os::stat_path(run.paths.src_path, &info) || info.size < 1) return 4;
+  bool sized = os::stat_path(run.paths.src_path, &info);
+  if (sized && info.size < 1) return 4;
+  // A log that is gone or can't be reached is an open failure, told with its error number.
   std::FILE* fp = std::fopen(run.paths.src_path.c_str(), "rb");
   if (!fp) {
     run.last_err = errno;
     return 1;
+  }
+  if (!sized) {
+    std::fclose(fp);
+    return 4;
   }
   f.fsize = info.size;
   add_total(run.totals.rd_hi, run.totals.rd_lo, f.fsize);

@@ -34,8 +34,8 @@ struct DriverState {
   int candidate_flag = 0;
 };
 
-// A message with one number, formatted before it goes to say.
-void say_number(Run& run, Msg m, long long n) {
+// A message with one number (its "%d"), formatted before it goes to say.
+void say_number(Run& run, Msg m, int n) {
   char buf[1024];
   std::snprintf(buf, sizeof buf, msg(run, m), n);
   say(run, buf);
@@ -69,13 +69,16 @@ void title_from_first_line(Run& run) {
     pos = at + sep.size();
   }
   f.tname_dat.clear();
-  if (found < 4) return;
-  std::string_view title = line.substr(pos);
-  size_t next = title.find(sep);
-  if (next != std::string_view::npos) title = title.substr(0, next);
-  if (!title.empty() && title.back() == '\r') title.remove_suffix(1);
-  if (title.size() > kTitleCut) title = title.substr(0, kTitleCut);
-  f.tname_dat.assign(title);
+  if (found == 4) {
+    std::string_view title = line.substr(pos);
+    size_t next = title.find(sep);
+    if (next != std::string_view::npos) title = title.substr(0, next);
+    if (!title.empty() && title.back() == '\r') title.remove_suffix(1);
+    if (title.size() > kTitleCut) title = title.substr(0, kTitleCut);
+    f.tname_dat.assign(title);
+  }
+  // A line of one to three separators still empties the titles it would have set.
+  if (found == 0) return;
   f.tname = f.tname_dat;
   f.tname_sjis = f.tname_dat;
   if (f.code_in > kSjis) convert_code(run, f.tname_sjis, f.code_in, kSjis, kTitleRoom);

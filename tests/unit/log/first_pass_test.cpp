@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 
 #include "log/identify.h"
@@ -81,11 +82,26 @@ TEST_F(FirstPassTest, LastPostLineEndsTheCount) {
 }
 
 TEST_F(FirstPassTest, FilesThatCannotBeRead) {
-  fresh_run();
-  point_at("missing.dat");
-  EXPECT_NE(read_log(*run_), 0);
-  put_log("empty.dat", "");
-  EXPECT_EQ(read_log(*run_), 4);
+  struct Case {
+    const char* name;
+    bool exists;
+    int result;
+    int err;  // last_err, where the result tells one
+  } cases[] = {
+      {"missing.dat", false, 1, ENOENT},
+      {"empty.dat", true, 4, 0},
+  };
+  for (const Case& c : cases) {
+    fresh_run();
+    if (c.exists)
+      put_log(c.name, "");
+    else
+      point_at(c.name);
+    EXPECT_EQ(read_log(*run_), c.result) << c.name;
+    if (c.err) {
+      EXPECT_EQ(run_->last_err, c.err) << c.name;
+    }
+  }
 }
 
 TEST_F(FirstPassTest, ThreeDates) {
