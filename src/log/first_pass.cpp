@@ -10,6 +10,7 @@
 #include "codes/guess.h"
 #include "common/byte_search.h"
 #include "log/identify.h"
+#include "log/source.h"
 #include "platform/os.h"
 #include "run/run.h"
 #include "text/dates.h"
@@ -111,20 +112,23 @@ int read_log(Run& run) {
   Sflg& f = run.sflg;
   const Cmdm& c = run.cmdm;
   LogBuffer& log = run.log;
-  os::FileInfo info;
-  bool sized = os::stat_path(run.paths.src_path, &info);
-  if (sized && info.size < 1) return 4;
+  const os::FileInfo* info = source_status(run);
+  if (info && info->size < 1) {
+    close_source(run);
+    return 4;
+  }
   // A log that is gone or can't be reached is an open failure, told with its error number.
-  std::FILE* fp = std::fopen(run.paths.src_path.c_str(), "rb");
-  if (!fp) {
+  // Identification has mostly opened it and read its head already.
+  if (!open_source(run)) {
     run.last_err = errno;
     return 1;
   }
-  if (!sized) {
-    std::fclose(fp);
+  if (!info) {
+    close_source(run);
     return 4;
   }
-  f.fsize = info.size;
+  SourceFile& src = run.source;
+  f.fsize = info->size;
   add_total(run.totals.rd_hi, run.totals.rd_lo, f.fsize);
 
   // Room for the text in the output code, which may be longer than the log.
@@ -137,19 +141,23 @@ int read_log(Run& run) {
   if (o_forced_in(c) || o_no_log_check(c)) factor = 3;
   size_t need = factor * base;
   if ((c.s || c.src_wild) && need < kWalkBlock) need = kWalkBlock;
-  if (!log.sfile.grow(need)) {
-    std::fclose(fp);
+  if (!log.sfile.grow_keeping(need, src.have)) {
+    close_source(run);
     return 2;
   }
 
   size_t want = static_cast<size_t>(f.fsize);
   if (want > log.sfile.size() - 1) want = log.sfile.size() - 1;
-  size_t got = std::fread(log.sfile.data(), 1, want, fp);
-  if (got == 0 || std::ferror(fp)) {
-    run.last_err = errno;
+  size_t got = src.have < want ? src.have : want;
+  if (got < want && !src.failed) {
+    got += os::read_bytes(src.fd, log.sfile.data() + got, want - got, &src.failed);
+    if (src.failed) src.err = errno;
+  }
+  if (got == 0 || src.failed) {
+    run.last_err = src.failed ? src.err : errno;
     log.sfile.release();
     log.len = 0;
-    std::fclose(fp);
+    close_source(run);
     return 3;
   }
   char* text = log.sfile.data();
@@ -189,7 +197,7 @@ int read_log(Run& run) {
   f.rescount = static_cast<int>(lfs);
   f.fsize -= static_cast<int64_t>(crs);
   f.fsize_kb = (f.fsize + 1023) / 1024;
-  std::fclose(fp);
+  close_source(run);
   return 0;
 }
 

@@ -14,8 +14,11 @@
 #include "codes/convert.h"
 #include "codes/guess.h"
 #include "common/byte_search.h"
+#include "log/source.h"
 #include "platform/os.h"
+#include "run/fatal.h"
 #include "run/run.h"
+#include "run/stores.h"
 #include "text/dates.h"
 
 namespace tz {
@@ -229,9 +232,7 @@ int32_t key_from_name(const std::string& name) {
 }
 
 // The time of the open file for /ts on file dates, as 16 digits.
-void take_file_date(Run& run, std::FILE* fp, char* file_date) {
-  os::FileInfo info;
-  if (!os::stat_file(fp, &info)) return;
+void take_file_date(Run& run, const os::FileInfo& info, char* file_date) {
   os::LocalTime t = os::local_time(run.cmdm.ts_kind == 'c' ? info.birthtime : info.mtime);
   std::snprintf(file_date, 20, "%04d%02d%02d%02d%02d%02d00", t.year, t.month, t.day, t.hour,
                 t.minute, t.second);
@@ -254,24 +255,37 @@ uint8_t identify_log(Run& run, char* file_date, Times& times) {
   f.key = key_from_name(run.paths.src_file);
 
   // A folder opens as a stream here, but it is no file that can be read.
-  os::FileInfo info;
-  if (os::stat_path(run.paths.src_path, &info) && info.is_dir) return f.kind = 0xFF;
-  std::FILE* fp = std::fopen(run.paths.src_path.c_str(), "rb");
-  if (!fp) return f.kind = 0xFF;
-  if (c.ts_kind == 'c' || c.ts_kind == 'm') take_file_date(run, fp, file_date);
+  reset_source(run);
+  const os::FileInfo* info = source_status(run);
+  if (info && info->is_dir) return f.kind = 0xFF;
+  if (!open_source(run)) return f.kind = 0xFF;
+  if (info && (c.ts_kind == 'c' || c.ts_kind == 'm')) take_file_date(run, *info, file_date);
 
   int head_kb = o_head_kb(c);
   size_t limit = head_kb ? static_cast<size_t>(head_kb) * 1024 : kDefaultHead;
   if (limit > kHeadRoom) limit = kHeadRoom;
+  // The head is read into the log buffer, where read_log goes on behind it, and looked
+  // at in a copy whose NULs are blanks.
+  SourceFile& src = run.source;
+  ByteBlock& raw = run.log.sfile;
+  if (!raw.grow(limit + 1)) fatal(run, msg(run, Msg::no_memory), 121);
+  size_t want = info && static_cast<uint64_t>(info->size) < limit ? static_cast<size_t>(info->size)
+                                                                    : limit;
+  size_t n = os::read_bytes(src.fd, raw.data(), want, &src.failed);
+  if (src.failed) src.err = errno;
+  if (n == 0) {
+    close_source(run);
+    return f.kind = 0xFD;
+  }
+  src.have = n;
   std::vector<char>& head = run.head;
   if (head.size() < kHeadRoom + 16) head.resize(kHeadRoom + 16);
-  size_t n = std::fread(head.data(), 1, limit, fp);
-  std::fclose(fp);
-  if (n == 0) return f.kind = 0xFD;
-  for (size_t i = 0; i < n; ++i)
-    if (head[i] == '\0') head[i] = ' ';
-  std::memset(head.data() + n, 0, 11);
   char* text = head.data();
+  std::memcpy(text, raw.data(), n);
+  for (char* z = static_cast<char*>(std::memchr(text, '\0', n)); z;
+       z = static_cast<char*>(std::memchr(z + 1, '\0', n - static_cast<size_t>(z + 1 - text))))
+    *z = ' ';
+  std::memset(head.data() + n, 0, 11);
 
   long sample = (head_kb >= 1 && head_kb <= 150) ? static_cast<long>(limit / 5) : kDefaultHead;
   f.code_in = static_cast<uint8_t>(guess_code(text, sample));

@@ -8,6 +8,7 @@
 #include "codes/convert.h"
 #include "common/byte_tables.h"
 #include "common/strings.h"
+#include "log/source.h"
 #include "platform/os.h"
 #include "run/console.h"
 #include "run/run.h"
@@ -20,7 +21,7 @@ namespace {
 constexpr size_t kPathCut = 255;
 // A name made by /t is cut here, to leave room for the piece number, mark and extension.
 constexpr size_t kNameCut = 236;
-constexpr size_t kOutBuffer = 1 << 16;
+constexpr size_t kOutBlock = 1 << 20;  // most outputs go out in one write
 
 void append_cut(std::string& to, std::string_view piece, size_t limit) {
   to.append(piece.substr(0, piece.size() < limit ? piece.size() : limit));
@@ -317,15 +318,15 @@ int decide_overwrite(Run& run) {
   Batch& b = run.batch;
   int result = 0;
   bool unknown = false;
-  os::FileInfo src;
   os::FileInfo out;
   if (!o_no_receiver(c) && !c.st) {
     p.out_path = p.dst_path + p.out_name;
     if (p.out_path.size() > kPathCut) p.out_path.resize(kPathCut);
-    bool src_ok = os::stat_path(p.src_path, &src);
+    const os::FileInfo* src_info = source_status(run);
     bool out_ok = os::stat_path(p.out_path, &out);
     result = out_ok ? 1 : 0;
-    if (src_ok && out_ok && c.u != 0) {
+    if (src_info && out_ok && c.u != 0) {
+      const os::FileInfo& src = *src_info;
       // Nothing is known of the earlier conversion without index records: the
       // output's own date and size stand for its source's.
       unknown = true;
@@ -363,24 +364,101 @@ int open_output(Run& run, int n, int64_t* ftime) {
   const Cmdm& c = run.cmdm;
   Paths& p = run.paths;
   if (c.st) return 0;
-  if (!c.a_c && !p.out_root.empty() && ((c.s && n == 1) || c.a || c.d)) {
-    if (make_dirs(run, p.dst_path, p.out_root) != 0) return 2;
-  }
+  const bool dirs = !c.a_c && !p.out_root.empty() && ((c.s && n == 1) || c.a || c.d);
+  if (dirs && make_dirs(run, p.dst_path, p.out_root) != 0) return 2;
   p.out_path = p.dst_path + p.out_name;
   int result = 0;
-  os::FileInfo src;
-  if (os::stat_path(p.src_path, &src))
-    *ftime = src.mtime;
+  if (const os::FileInfo* src = source_status(run))
+    *ftime = src->mtime;
   else
     result = 5;
-  run.out_fp = std::fopen(p.out_path.c_str(), "wb");
-  if (run.out_fp) {
-    if (run.out_buf.size() < kOutBuffer) run.out_buf.resize(kOutBuffer);
-    std::setvbuf(run.out_fp, run.out_buf.data(), _IOFBF, run.out_buf.size());
-    return result;
+  // The folder known to stand may have gone since: it is made again, once.
+  if (!open_file_for(run, p.out_path) && errno == ENOENT && !p.made_dir.empty()) {
+    p.made_dir.clear();
+    if (dirs && make_dirs(run, p.dst_path, p.out_root) != 0) return 2;
+    open_file_for(run, p.out_path);
   }
+  if (run.out.fd >= 0) return result;
   if (c.d) run.dfile_div.clear();
   return 1;
+}
+
+bool open_file_for(Run& run, const std::string& path) {
+  // An output of the same name still being written is done first, or the two would mix.
+  if (run.writer) run.writer->wait_for(path);
+  OutputFile& out = run.out;
+  out.fd = os::open_write(path);
+  if (out.fd < 0) return false;
+  out.path = path;
+  out.bytes = 0;
+  out.failed = false;
+  out.block.clear();
+  out.block.reserve(kOutBlock + kOutBlock / 4);
+  return true;
+}
+
+bool output_is_open(const Run& run) {
+  return run.out.fd >= 0;
+}
+
+namespace {
+
+// Writes the block of the output here and now; with `last` closes the file and counts
+// its size into the totals. False when not all of it could be written.
+bool write_block_now(Run& run, bool last, bool stamp, int64_t time) {
+  OutputFile& out = run.out;
+  bool clean = os::write_all(out.fd, out.block.data(), out.block.size());
+  out.block.clear();
+  if (!last) return clean;
+  clean = os::close_file(out.fd) && clean;
+  out.fd = -1;
+  if (stamp) os::set_file_times(out.path, time, time);
+  out.failed = out.failed || !clean;
+  os::FileInfo info;
+  if (!out.failed)
+    add_total(run.totals.wr_hi, run.totals.wr_lo, out.bytes);
+  else if (os::stat_path(out.path, &info))
+    add_total(run.totals.wr_hi, run.totals.wr_lo, info.size);
+  return clean;
+}
+
+bool send_block(Run& run, bool last, bool stamp, int64_t time) {
+  OutputFile& out = run.out;
+  if (!run.writer) return write_block_now(run, last, stamp, time);
+  run.writer->put(out.fd, out.path, out.block, last, stamp, time);
+  if (last) out.fd = -1;
+  return true;
+}
+
+}  // namespace
+
+bool append_output(Run& run, std::string_view text) {
+  OutputFile& out = run.out;
+  if (out.fd < 0) return false;
+  out.block.insert(out.block.end(), text.begin(), text.end());
+  out.bytes += static_cast<int64_t>(text.size());
+  if (out.block.size() < kOutBlock) return true;
+  bool clean = send_block(run, false, false, 0);
+  out.failed = out.failed || !clean;
+  return clean;
+}
+
+void close_output(Run& run, bool stamp, int64_t time) {
+  if (run.out.fd < 0) return;
+  send_block(run, true, stamp, time);
+}
+
+void finish_writing(Run& run) {
+  if (!run.writer) return;
+  run.writer->drain();
+  report_write_failures(run);
+  run.writer->add_written(run.totals.wr_hi, run.totals.wr_lo);
+}
+
+void report_write_failures(Run& run) {
+  if (!run.writer) return;
+  for (const WriteFailure& failure : run.writer->take_failures())
+    say(run, msg(run, Msg::write_fail), sjis_path(failure.path).c_str());
 }
 
 int make_dirs(Run& run, const std::string& path, const std::string& root) {
@@ -389,10 +467,17 @@ int make_dirs(Run& run, const std::string& path, const std::string& root) {
   // Files of one folder come one after another: the deepest folder mostly stands, and
   // one try spares making each level again.
   size_t last = path.rfind(os::kSep);
-  if (last != std::string::npos && last > pos && os::make_dir(path.substr(0, last)) >= 0) return 0;
+  if (last != std::string::npos && last > pos) {
+    if (path.compare(0, last, run.paths.made_dir) == 0 && run.paths.made_dir.size() == last)
+      return 0;
+    if (os::make_dir(path.substr(0, last)) >= 0) {
+      run.paths.made_dir.assign(path, 0, last);
+      return 0;
+    }
+  }
   for (;;) {
     size_t sep = path.find(os::kSep, pos);
-    if (sep == std::string::npos) return 0;
+    if (sep == std::string::npos) break;
     std::string partial = path.substr(0, sep);
     if (!partial.empty() && os::make_dir(partial) < 0) {
       say(run, msg(run, Msg::mkdir_fail), sjis_path(partial).c_str());
@@ -400,6 +485,8 @@ int make_dirs(Run& run, const std::string& path, const std::string& root) {
     }
     pos = sep + 1;
   }
+  if (last != std::string::npos && last >= root.size()) run.paths.made_dir.assign(path, 0, last);
+  return 0;
 }
 
 }  // namespace tz

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace tz {
 
@@ -15,8 +16,22 @@ void place_output(Run& run, const Times& times);
 int make_name(Run& run, int n);
 // The overwrite decision: result for sflg.ow.
 int decide_overwrite(Run& run);
-// Opens out_fp: 0 opened, 1 can't create, 2 folder can't be made, 5 no source date.
+// Opens the output (run.out): 0 opened, 1 can't create, 2 folder can't be made, 5 no
+// source date.
 int open_output(Run& run, int n, int64_t* ftime);
+// Opens `path` as the output in hand. False: errno tells why.
+bool open_file_for(Run& run, const std::string& path);
+bool output_is_open(const Run& run);
+// Adds text to the output. False when writing it has failed.
+bool append_output(Run& run, std::string_view text);
+// Closes the output once all of it is written; with `stamp` it takes `time` as its
+// times. Its size goes into the totals of the run.
+void close_output(Run& run, bool stamp, int64_t time);
+// Tells the outputs that the writer could not write whole.
+void report_write_failures(Run& run);
+// Waits until the writer has written everything, tells its failures and counts what it
+// wrote into the totals.
+void finish_writing(Run& run);
 // Creates the folders of `path` behind the first root.size() bytes. 0, 1 failed, 255.
 int make_dirs(Run& run, const std::string& path, const std::string& root);
 

@@ -61,6 +61,59 @@ bool stat_file(std::FILE* fp, FileInfo* info) {
   return stat_at(fileno(fp), "", AT_EMPTY_PATH, info);
 }
 
+int open_read(const std::string& path) {
+  int fd;
+  do {
+    fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
+
+size_t read_bytes(int fd, char* buf, size_t n, bool* failed) {
+  *failed = false;
+  size_t got = 0;
+  while (got < n) {
+    ssize_t r = ::read(fd, buf + got, n - got);
+    if (r < 0) {
+      if (errno == EINTR) continue;
+      *failed = true;
+      break;
+    }
+    if (r == 0) break;
+    got += static_cast<size_t>(r);
+  }
+  return got;
+}
+
+int open_write(const std::string& path) {
+  int fd;
+  do {
+    fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
+
+bool write_all(int fd, const char* data, size_t n) {
+  while (n > 0) {
+    ssize_t w = ::write(fd, data, n);
+    if (w < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (w == 0) {
+      errno = EIO;
+      return false;
+    }
+    data += w;
+    n -= static_cast<size_t>(w);
+  }
+  return true;
+}
+
+bool close_file(int fd) {
+  return ::close(fd) == 0;
+}
+
 bool set_file_times(const std::string& path, int64_t atime, int64_t mtime) {
   struct timespec ts[2];
   ts[0].tv_sec = static_cast<time_t>(atime);

@@ -25,6 +25,17 @@ bool stat_path(const std::string& path, FileInfo* info);
 // Status of an open file.
 bool stat_file(std::FILE* fp, FileInfo* info);
 
+// A file read through its descriptor, in as few calls as its size allows.
+int open_read(const std::string& path);  // the descriptor, or -1 (errno set)
+// Reads up to `n` bytes, going on after a short read until the end of the file. An
+// error stops it with `*failed` set and errno telling why; what came before counts.
+size_t read_bytes(int fd, char* buf, size_t n, bool* failed);
+// A new, empty file for writing (an old one of the name is emptied); -1 (errno set).
+int open_write(const std::string& path);
+// Writes all `n` bytes; false (errno set) when they could not all be written.
+bool write_all(int fd, const char* data, size_t n);
+bool close_file(int fd);
+
 // Sets access and modification time of a file.
 bool set_file_times(const std::string& path, int64_t atime, int64_t mtime);
 

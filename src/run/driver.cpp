@@ -9,6 +9,7 @@
 #include "codes/guess.h"
 #include "log/first_pass.h"
 #include "log/identify.h"
+#include "log/source.h"
 #include "log/walk.h"
 #include "place/output.h"
 #include "platform/os.h"
@@ -98,6 +99,7 @@ void clear_thread(Run& run, Times& times) {
   f.k_abroad = 0;
   run.log.log_first = 0;
   run.paths.out_no = 0;
+  reset_source(run);
   times = Times{};
 }
 
@@ -109,14 +111,6 @@ bool name_and_decide(Run& run) {
   return run.batch.status < 3;
 }
 
-// The source's time for the finished output (/ct and the pieces of /d).
-void copy_source_time(Run& run, const std::string& path) {
-  os::FileInfo src;
-  if (!os::stat_path(run.paths.src_path, &src)) return;
-  int64_t t = src.mtime <= 843264000 ? src.birthtime : src.mtime;
-  os::set_file_times(path, t, t);
-}
-
 // One thread log, from identification to the totals. Leaves batch.status.
 void file_steps(Run& run, DriverState& ds) {
   Cmdm& c = run.cmdm;
@@ -126,6 +120,7 @@ void file_steps(Run& run, DriverState& ds) {
   Times times;
   char file_date[20] = {};
   clear_thread(run, times);
+  report_write_failures(run);
 
   if (!o_no_log_check(c)) {
     f.kind = identify_log(run, file_date, times);
@@ -241,13 +236,8 @@ void file_steps(Run& run, DriverState& ds) {
       return;
     }
     if (!c.st) {
-      if (run.out_fp) std::fclose(run.out_fp);
-      run.out_fp = nullptr;
-      if (c.ct) copy_source_time(run, p.out_path);
-    }
-    if (!o_no_receiver(c) && !c.st) {
-      os::FileInfo out;
-      if (os::stat_path(p.out_path, &out)) add_total(run.totals.wr_hi, run.totals.wr_lo, out.size);
+      const os::FileInfo* src = c.ct ? source_status(run) : nullptr;
+      close_output(run, src != nullptr, src ? source_time(*src) : 0);
     }
   }
   // The index record and the move of /mv are not built yet.
@@ -294,6 +284,7 @@ bool set_up(Run& run, DriverState& ds) {
     return false;
   }
   ds.start_time = os::now_seconds();
+  run.writer = std::make_unique<WriteBehind>();
   select_strings(run, 0);
   open_log(run);
   // The title query (/q) and the date filter (/ts) are not built yet.
@@ -372,6 +363,7 @@ void folder_loop(Run& run, DriverState& ds) {
       if (ds.single == 1) break;
     }
     b.folder_no += 1;
+    reset_source(run);
     run.log.sfile.release();
     run.conv_block.release();
     run.log.len = 0;
@@ -391,6 +383,7 @@ int finish(Run& run, DriverState& ds) {
   Cmdm& c = run.cmdm;
   Batch& b = run.batch;
   run.excerpt_made = false;
+  finish_writing(run);
   // The tree pages and the rewrite of index.tmp are not built yet.
   ds.end_time = os::now_seconds();
   if ((c.s || c.src_wild || c.q) && b.index_pages + b.moved + b.total_done != 0) {

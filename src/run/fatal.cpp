@@ -12,6 +12,8 @@
 namespace tz {
 
 void fatal(Run& run, const char* message, const char* code) {
+  // What was converted before the stop is not lost.
+  if (run.writer) run.writer->drain();
   say(run, message);
   // A stop while the messages are being stored (401) finds no stored abort line.
   std::string abort_line = run.str.cmsg[static_cast<int>(Msg::abort)]

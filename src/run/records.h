@@ -271,6 +271,7 @@ struct Paths {
   std::string out_base;
   int out_no = 0;
   std::string out_ext = ".txt";
+  std::string made_dir;  // the output folder made (or found) last: the next file mostly goes there
 };
 
 // Dates of a thread: 16 digits YYYYMMDDhhmmssCC in strings of 20 bytes.
@@ -330,6 +331,16 @@ class ByteBlock {
     if (n <= size_) return true;
     char* p = new (std::nothrow) char[n];
     if (!p) return false;
+    data_.reset(p);
+    size_ = n;
+    return true;
+  }
+  // Makes room for `n` bytes, keeping the first `keep`.
+  bool grow_keeping(size_t n, size_t keep) {
+    if (n <= size_) return true;
+    char* p = new (std::nothrow) char[n];
+    if (!p) return false;
+    if (keep) std::memcpy(p, data_.get(), keep < size_ ? keep : size_);
     data_.reset(p);
     size_ = n;
     return true;

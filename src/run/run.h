@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "log/source.h"
 #include "log/walk_state.h"
+#include "place/writer.h"
 #include "run/records.h"
 #include "run/stores.h"
 #include "text/convert_state.h"
@@ -36,7 +38,8 @@ struct Run {
 
   // Streams: the log, the current output, index.tmp, the current index page.
   std::FILE* log_fp = nullptr;
-  std::FILE* out_fp = nullptr;
+  OutputFile out;                        // the thread text being written
+  std::unique_ptr<WriteBehind> writer;  // writes the outputs of a batch behind it
   std::FILE* idx_fp = nullptr;
   std::FILE* page_fp = nullptr;
 
@@ -48,11 +51,11 @@ struct Run {
   int brd_files = 0;  // board lists loaded, 0 to 2
 
   // Work areas.
+  SourceFile source;                   // the source log's status and descriptor
   LogBuffer log;                       // buffer.sfile: the whole log of the thread in hand
   std::vector<char> head;              // buffer.global: the head read by identification
   std::string scratch;                 // room for conversions that grow a text
   ByteBlock conv_block;                // the same for whole logs: grown, never cleared
-  std::vector<char> out_buf;           // the write buffer of the output file
   LineFields line;                     // the fields of the log line in hand
   Post post;                           // buffer.clog rows 1 to 4
   std::string excerpt;                 // buffer._1san: excerpt of post 1

@@ -10,6 +10,8 @@
 
 #include "common/byte_search.h"
 #include "log/identify.h"
+#include "log/source.h"
+#include "place/output.h"
 #include "platform/os.h"
 #include "run/console.h"
 #include "run/progress.h"
@@ -23,7 +25,6 @@ namespace tz {
 namespace {
 
 constexpr size_t kNoteRoom = 255;                  // the omission note of a cut body
-constexpr int64_t kEarliestWriteTime = 843264000;  // write times up to this are not trusted
 constexpr int kNumberCap = INT_MAX / 2;            // a post number beyond this is no number
 // Post blocks are written when this much waits: a few KB already spread the cost of a
 // write thin, and stdio gathers the pieces in the file's buffer.
@@ -276,17 +277,9 @@ int next_piece(Run& run, int post_no, const Times& times) {
   }
   write_thread_foot(run);
   if (!cm.st) {
-    if (run.out_fp) std::fclose(run.out_fp);
-    run.out_fp = nullptr;
-    os::FileInfo info;
-    if (!o_no_receiver(cm) && os::stat_path(run.paths.out_path, &info)) {
-      add_total(run.totals.wr_hi, run.totals.wr_lo, info.size);
-    }
     // The closed piece takes the source's time, whether or not /ct is given.
-    if (os::stat_path(run.paths.src_path, &info)) {
-      int64_t t = info.mtime <= kEarliestWriteTime ? info.birthtime : info.mtime;
-      os::set_file_times(run.paths.out_path, t, t);
-    }
+    const os::FileInfo* src = source_status(run);
+    close_output(run, src != nullptr, src ? source_time(*src) : 0);
   }
   ++f.piece;
   if (!cm.st) {
@@ -295,15 +288,11 @@ int next_piece(Run& run, int post_no, const Times& times) {
     if (idx < run.dfile_div.size()) path += run.dfile_div[idx];
     if (path.size() > kPathRoom - 1) path.resize(kPathRoom - 1);
     run.paths.out_path = path;
-    run.out_fp = idx < run.dfile_div.size() ? std::fopen(path.c_str(), "wb") : nullptr;
-    if (!run.out_fp) {
+    if (idx >= run.dfile_div.size() || !open_file_for(run, path)) {
       say(run, msg(run, Msg::create_fail), sjis_path(run.paths.out_name).c_str());
       run.dfile_div.clear();
       f.pieces = -1;
       return 1;
-    }
-    if (!run.out_buf.empty()) {
-      std::setvbuf(run.out_fp, run.out_buf.data(), _IOFBF, run.out_buf.size());
     }
     progress_line(run, f.ow);
   }

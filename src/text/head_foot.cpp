@@ -5,6 +5,7 @@
 #include <string>
 
 #include "codes/convert.h"
+#include "place/output.h"
 #include "platform/os.h"
 #include "run/console.h"
 #include "run/run.h"
@@ -36,8 +37,7 @@ bool write_text(Run& run, std::string_view text) {
     os::write_stdout(text.data(), text.size());
     return true;
   }
-  if (!run.out_fp) return false;
-  return std::fwrite(text.data(), 1, text.size(), run.out_fp) == text.size();
+  return append_output(run, text);
 }
 
 void write_thread_head(Run& run) {

@@ -12,7 +12,7 @@ void write_thread_head(Run& run);
 // Writes the foot block (the log's size), with /m digit 2 bit 3 and without /st.
 void write_thread_foot(Run& run);
 
-// Writes a block of the thread text to out_fp, or to standard output under /st.
+// Writes a block of the thread text to the output, or to standard output under /st.
 // Result false when the bytes could not be written.
 bool write_text(Run& run, std::string_view text);
 

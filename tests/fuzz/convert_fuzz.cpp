@@ -75,6 +75,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   tz::init_run(*run);
   int single = tz::parse_command_line(*run, static_cast<int>(args.size()), argv.data());
   if (single != 2) tz::run_batch(*run, single);
-  if (run->out_fp) fclose(run->out_fp);
   return 0;
 }

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "place/output.h"
 #include "platform/os.h"
 #include "text/head_foot.h"
 #include "text_fixture.h"
@@ -42,14 +43,15 @@ std::string read_file(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-std::string drain(std::FILE* fp) {
-  std::fflush(fp);
-  std::rewind(fp);
-  std::string out;
-  char buf[4096];
-  size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, fp)) > 0) out.append(buf, n);
-  return out;
+// Runs `write` with the output open on a file of our own; returns what reached it.
+template <typename Write>
+std::string captured(Run& run, Write write) {
+  TempDir dir;
+  const std::string path = dir.path + "out.txt";
+  EXPECT_TRUE(open_file_for(run, path));
+  write();
+  close_output(run, false, 0);
+  return read_file(path);
 }
 
 void load_log(Run& run, std::string_view log) {
@@ -61,13 +63,10 @@ void load_log(Run& run, std::string_view log) {
 // Converts `log` into a temporary file; returns its bytes and the result in `*posts`.
 std::string convert_to_bytes(Run& run, std::string_view log, int* posts = nullptr) {
   load_log(run, log);
-  run.out_fp = std::tmpfile();
   Times times;
-  int n = convert_thread(run, 0, 0, times);
+  int n = 0;
+  std::string bytes = captured(run, [&] { n = convert_thread(run, 0, 0, times); });
   if (posts) *posts = n;
-  std::string bytes = drain(run.out_fp);
-  std::fclose(run.out_fp);
-  run.out_fp = nullptr;
   return bytes;
 }
 
@@ -258,10 +257,7 @@ TEST(ThreadHead, Pieces) {
     run->sflg.k_abroad = c.k_abroad;
     run->sflg.k_machi = c.k_machi;
     run->code_out = c.code_out;
-    run->out_fp = std::tmpfile();
-    write_thread_head(*run);
-    EXPECT_EQ(drain(run->out_fp), c.want) << c.what;
-    std::fclose(run->out_fp);
+    EXPECT_EQ(captured(*run, [&] { write_thread_head(*run); }), c.want) << c.what;
   }
 }
 
@@ -286,14 +282,13 @@ struct Split {
     r.dfile_div = names;
     r.paths.out_name = names[0];
     r.paths.out_path = dir.path + names[0];
-    r.out_fp = std::fopen(r.paths.out_path.c_str(), "wb");
+    open_file_for(r, r.paths.out_path);
     std::string log;
     for (int i = 1; i <= posts; ++i) log += plain_line(std::to_string(i));
     load_log(r, log);
     Times times;
     result = convert_thread(r, 0, 0, times);
-    if (r.out_fp) std::fclose(r.out_fp);
-    r.out_fp = nullptr;
+    close_output(r, false, 0);
   }
   std::string piece(const std::string& name) const { return read_file(dir.path + name); }
 };
@@ -310,9 +305,11 @@ TEST(NextPiece, SplitsByPostCount) {
   EXPECT_EQ(s.piece("t_01.txt"), piece_text(1, 2));
   EXPECT_EQ(s.piece("t_02.txt"), piece_text(3, 4));
   EXPECT_EQ(s.piece("t_03.txt"), piece_text(5, 5));
-  // The closed pieces count to the written total and take the source's time.
-  EXPECT_EQ(s.run->totals.wr_lo,
-            static_cast<int64_t>(piece_text(1, 2).size() + piece_text(3, 4).size()));
+  // Every closed piece counts to the written total; those closed by the split take the
+  // source's time.
+  EXPECT_EQ(s.run->totals.wr_lo, static_cast<int64_t>(piece_text(1, 2).size() +
+                                                      piece_text(3, 4).size() +
+                                                      piece_text(5, 5).size()));
   for (const char* name : {"t_01.txt", "t_02.txt"}) {
     os::FileInfo info;
     ASSERT_TRUE(os::stat_path(s.dir.path + name, &info));
@@ -376,7 +373,7 @@ TEST(ConvertThread, StandardOutputShowsTheFileWithoutItsFoot) {
   const std::string head = sj("掲示板名：B\r\n\r\nT\r\n\r\n");
   EXPECT_EQ(::testing::internal::GetCapturedStdout(),
             head + block(1, "n", "", "a\r\n      b") + head + block(2, "n", "", "c"));
-  EXPECT_EQ(st->out_fp, nullptr);
+  EXPECT_FALSE(output_is_open(*st));
 }
 
 }  // namespace
