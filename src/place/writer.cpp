@@ -10,7 +10,10 @@ namespace tz {
 
 namespace {
 
-constexpr size_t kQueued = 4;  // blocks that may wait for the writer
+constexpr size_t kQueued = 8;  // blocks that may wait for the writer
+// Waking the writer costs a system call and a switch: it is woken for a few blocks at a
+// time, or when someone waits for it.
+constexpr size_t kWakeAt = 4;
 
 }  // namespace
 
@@ -27,7 +30,10 @@ void WriteBehind::put(int fd, const std::string& path, std::vector<char>& block,
                       bool stamp, int64_t time) {
   std::unique_lock<std::mutex> lock(mu_);
   if (!thread_.joinable()) thread_ = std::thread([this] { work(); });
-  done_.wait(lock, [this] { return queue_.size() < kQueued; });
+  if (queue_.size() >= kQueued) {
+    wake_.notify_one();
+    done_.wait(lock, [this] { return queue_.size() < kQueued; });
+  }
   const size_t room = block.capacity();
   queue_.push_back(Job{fd, path, std::move(block), last, stamp, time});
   block.clear();
@@ -35,23 +41,28 @@ void WriteBehind::put(int fd, const std::string& path, std::vector<char>& block,
     block = std::move(spare_.back());
     spare_.pop_back();
   }
+  const bool wake = queue_.size() >= kWakeAt;
   lock.unlock();
-  wake_.notify_one();
+  if (wake) wake_.notify_one();
   block.reserve(room);
 }
 
 void WriteBehind::wait_for(const std::string& path) {
   std::unique_lock<std::mutex> lock(mu_);
-  done_.wait(lock, [&] {
+  auto written = [&] {
     if (busy_ && busy_path_ == path) return false;
     for (const Job& job : queue_)
       if (job.path == path) return false;
     return true;
-  });
+  };
+  if (written()) return;
+  wake_.notify_one();
+  done_.wait(lock, written);
 }
 
 void WriteBehind::drain() {
   std::unique_lock<std::mutex> lock(mu_);
+  wake_.notify_one();
   done_.wait(lock, [this] { return queue_.empty() && !busy_; });
 }
 
