@@ -269,8 +269,8 @@ uint8_t identify_log(Run& run, char* file_date, Times& times) {
   SourceFile& src = run.source;
   ByteBlock& raw = run.log.sfile;
   if (!raw.grow(limit + 1)) fatal(run, msg(run, Msg::no_memory), 121);
-  size_t want = info && static_cast<uint64_t>(info->size) < limit ? static_cast<size_t>(info->size)
-                                                                    : limit;
+  size_t want =
+      info && static_cast<uint64_t>(info->size) < limit ? static_cast<size_t>(info->size) : limit;
   size_t n = os::read_bytes(src.fd, raw.data(), want, &src.failed);
   if (src.failed) src.err = errno;
   if (n == 0) {

@@ -74,7 +74,7 @@ class WriteBehind {
   std::condition_variable wake_;  // a job came, or the end
   std::condition_variable done_;  // a job was done
   std::deque<Job> queue_;
-  bool busy_ = false;              // the worker holds a job
+  bool busy_ = false;  // the worker holds a job
   std::string busy_path_;
   bool stop_ = false;
   std::vector<std::vector<char>> spare_;

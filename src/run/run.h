@@ -38,7 +38,7 @@ struct Run {
 
   // Streams: the log, the current output, index.tmp, the current index page.
   std::FILE* log_fp = nullptr;
-  OutputFile out;                        // the thread text being written
+  OutputFile out;                       // the thread text being written
   std::unique_ptr<WriteBehind> writer;  // writes the outputs of a batch behind it
   std::FILE* idx_fp = nullptr;
   std::FILE* page_fp = nullptr;

@@ -24,8 +24,8 @@ namespace tz {
 
 namespace {
 
-constexpr size_t kNoteRoom = 255;                  // the omission note of a cut body
-constexpr int kNumberCap = INT_MAX / 2;            // a post number beyond this is no number
+constexpr size_t kNoteRoom = 255;        // the omission note of a cut body
+constexpr int kNumberCap = INT_MAX / 2;  // a post number beyond this is no number
 // Post blocks are written when this much waits: a few KB already spread the cost of a
 // write thin, and stdio gathers the pieces in the file's buffer.
 constexpr size_t kPostBatch = 3072;

@@ -307,9 +307,9 @@ TEST(NextPiece, SplitsByPostCount) {
   EXPECT_EQ(s.piece("t_03.txt"), piece_text(5, 5));
   // Every closed piece counts to the written total; those closed by the split take the
   // source's time.
-  EXPECT_EQ(s.run->totals.wr_lo, static_cast<int64_t>(piece_text(1, 2).size() +
-                                                      piece_text(3, 4).size() +
-                                                      piece_text(5, 5).size()));
+  EXPECT_EQ(s.run->totals.wr_lo,
+            static_cast<int64_t>(piece_text(1, 2).size() + piece_text(3, 4).size() +
+                                 piece_text(5, 5).size()));
   for (const char* name : {"t_01.txt", "t_02.txt"}) {
     os::FileInfo info;
     ASSERT_TRUE(os::stat_path(s.dir.path + name, &info));
