@@ -1,6 +1,7 @@
 #include "place/writer.h"
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include "platform/os.h"
@@ -29,7 +30,21 @@ WriteBehind::~WriteBehind() {
 void WriteBehind::put(int fd, const std::string& path, std::vector<char>& block, bool last,
                       bool stamp, int64_t time) {
   std::unique_lock<std::mutex> lock(mu_);
-  if (!thread_.joinable()) thread_ = std::thread([this] { work(); });
+  if (!thread_.joinable() && !alone_) {
+    try {
+      thread_ = std::thread([this] { work(); });
+    } catch (const std::system_error&) {
+      alone_ = true;  // no thread to be had: the blocks are written here and now
+    }
+  }
+  if (alone_) {
+    lock.unlock();
+    Job job{fd, path, std::move(block), last, stamp, time};
+    write_job(job);
+    block = std::move(job.block);
+    block.clear();
+    return;
+  }
   if (queue_.size() >= kQueued) {
     wake_.notify_one();
     done_.wait(lock, [this] { return queue_.size() < kQueued; });

@@ -77,6 +77,7 @@ class WriteBehind {
   bool busy_ = false;  // the worker holds a job
   std::string busy_path_;
   bool stop_ = false;
+  bool alone_ = false;  // the thread could not be started
   std::vector<std::vector<char>> spare_;
   std::vector<WriteFailure> failures_;
   int64_t written_hi_ = 0;
