@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "codes/convert.h"
 #include "common/byte_tables.h"
@@ -323,6 +324,8 @@ int decide_overwrite(Run& run) {
     p.out_path = p.dst_path + p.out_name;
     if (p.out_path.size() > kPathCut) p.out_path.resize(kPathCut);
     const os::FileInfo* src_info = source_status(run);
+    // An output of the same name still being written is looked at once it is whole.
+    if (run.writer) run.writer->wait_for(p.out_path);
     bool out_ok = os::stat_path(p.out_path, &out);
     result = out_ok ? 1 : 0;
     if (src_info && out_ok && c.u != 0) {
@@ -468,8 +471,7 @@ int make_dirs(Run& run, const std::string& path, const std::string& root) {
   // one try spares making each level again.
   size_t last = path.rfind(os::kSep);
   if (last != std::string::npos && last > pos) {
-    if (path.compare(0, last, run.paths.made_dir) == 0 && run.paths.made_dir.size() == last)
-      return 0;
+    if (std::string_view(path).substr(0, last) == run.paths.made_dir) return 0;
     if (os::make_dir(path.substr(0, last)) >= 0) {
       run.paths.made_dir.assign(path, 0, last);
       return 0;

@@ -327,14 +327,7 @@ class ByteBlock {
   size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
   // Makes room for `n` bytes; the contents are not kept. False: out of memory.
-  bool grow(size_t n) {
-    if (n <= size_) return true;
-    char* p = new (std::nothrow) char[n];
-    if (!p) return false;
-    data_.reset(p);
-    size_ = n;
-    return true;
-  }
+  bool grow(size_t n) { return grow_keeping(n, 0); }
   // Makes room for `n` bytes, keeping the first `keep`.
   bool grow_keeping(size_t n, size_t keep) {
     if (n <= size_) return true;
