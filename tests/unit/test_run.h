@@ -1,7 +1,10 @@
 // The run that most unit tests start from.
 #pragma once
 
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <string>
 
 #include "run/run.h"
 #include "run/stores.h"
@@ -17,6 +20,12 @@ inline std::unique_ptr<Run> make_test_run() {
   output_setup(*run);
   run->waits = false;
   return run;
+}
+
+// The bytes of a file; empty when it can't be read.
+inline std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 }  // namespace tz

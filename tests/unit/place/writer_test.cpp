@@ -20,13 +20,6 @@ namespace {
 
 using testing_cmdline::TempDir;
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 std::vector<char> bytes(const std::string& s) {
   return std::vector<char>(s.begin(), s.end());
 }

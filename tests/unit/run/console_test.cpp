@@ -38,13 +38,6 @@ class TempFolder {
   std::string path_;
 };
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 std::unique_ptr<Run> make_run(const std::string& exe_dir) {
   auto run = make_test_run();
   run->cmdm.exe_dir = exe_dir;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../cmdline/cmdline_fixture.h"
+#include "../test_run.h"
 #include "cmdline/parser.h"
 #include "codes/convert.h"
 #include "platform/os.h"
@@ -61,13 +62,6 @@ std::string log_text(const std::string& title) {
 void put(const std::string& path, const std::string& bytes) {
   fs::create_directories(fs::path(path).parent_path());
   std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
 }
 
 std::string summary(int threads) {

@@ -38,11 +38,6 @@ struct TempDir {
   }
 };
 
-std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // Runs `write` with the output open on a file of our own; returns what reached it.
 template <typename Write>
 std::string captured(Run& run, Write write) {
