@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "codes/convert.h"
 #include "common/byte_tables.h"
@@ -325,7 +326,7 @@ int decide_overwrite(Run& run) {
     if (p.out_path.size() > kPathCut) p.out_path.resize(kPathCut);
     const os::FileInfo* src_info = source_status(run);
     // An output of the same name still being written is looked at once it is whole.
-    if (run.writer) run.writer->wait_for(p.out_path);
+    wait_for_output(run, p.out_path);
     bool out_ok = os::stat_path(p.out_path, &out);
     result = out_ok ? 1 : 0;
     if (src_info && out_ok && c.u != 0) {
@@ -388,7 +389,7 @@ int open_output(Run& run, int n, int64_t* ftime) {
 
 bool open_file_for(Run& run, const std::string& path) {
   // An output of the same name still being written is done first, or the two would mix.
-  if (run.writer) run.writer->wait_for(path);
+  wait_for_output(run, path);
   OutputFile& out = run.out;
   out.fd = os::open_write(path);
   if (out.fd < 0) return false;
@@ -451,16 +452,27 @@ void close_output(Run& run, bool stamp, int64_t time) {
   send_block(run, true, stamp, time);
 }
 
+void wait_for_output(Run& run, const std::string& path) {
+  if (run.behind) run.behind->wait_for(path);
+  if (run.writer) run.writer->wait_for(path);
+}
+
 void finish_writing(Run& run) {
-  if (!run.writer) return;
-  run.writer->drain();
+  if (run.behind) run.behind->drain();
+  if (run.writer) run.writer->drain();
   report_write_failures(run);
-  run.writer->add_written(run.totals.wr_hi, run.totals.wr_lo);
+  if (run.behind) run.behind->add_written(run.totals.wr_hi, run.totals.wr_lo);
+  if (run.writer) run.writer->add_written(run.totals.wr_hi, run.totals.wr_lo);
 }
 
 void report_write_failures(Run& run) {
-  if (!run.writer) return;
-  for (const WriteFailure& failure : run.writer->take_failures())
+  std::vector<WriteFailure> failures;
+  if (run.behind) failures = run.behind->take_failures();
+  if (run.writer) {
+    std::vector<WriteFailure> more = run.writer->take_failures();
+    failures.insert(failures.end(), more.begin(), more.end());
+  }
+  for (const WriteFailure& failure : failures)
     say(run, msg(run, Msg::write_fail), sjis_path(failure.path).c_str());
 }
 

@@ -27,6 +27,8 @@ bool append_output(Run& run, std::string_view text);
 // Closes the output once all of it is written; with `stamp` it takes `time` as its
 // times. Its size goes into the totals of the run.
 void close_output(Run& run, bool stamp, int64_t time);
+// Waits until nothing converted or written behind is still to go into `path`.
+void wait_for_output(Run& run, const std::string& path);
 // Tells the outputs that the writer could not write whole.
 void report_write_failures(Run& run);
 // Waits until the writer has written everything, tells its failures and counts what it

@@ -228,16 +228,20 @@ void file_steps(Run& run, DriverState& ds) {
   bool show = !b.list_only || c.dst_null;
   bool convert = !c.dst_null && (!b.list_only || c.i_first);
   if (show) progress_line(run, f.ow);
-  if (convert) convert_thread(run, b.list_only, 0, times);
-
-  if (!b.list_only) {
-    if (f.pieces == -1) {
-      b.status = 3;
-      return;
-    }
-    if (!c.st) {
-      const os::FileInfo* src = c.ct ? source_status(run) : nullptr;
-      close_output(run, src != nullptr, src ? source_time(*src) : 0);
+  if (convert && run.behind && ConvertBehind::takes(run)) {
+    const os::FileInfo* src = c.ct ? source_status(run) : nullptr;
+    run.behind->hand_over(run, src != nullptr, src ? source_time(*src) : 0);
+  } else {
+    if (convert) convert_thread(run, b.list_only, 0, times);
+    if (!b.list_only) {
+      if (f.pieces == -1) {
+        b.status = 3;
+        return;
+      }
+      if (!c.st) {
+        const os::FileInfo* src = c.ct ? source_status(run) : nullptr;
+        close_output(run, src != nullptr, src ? source_time(*src) : 0);
+      }
     }
   }
   // The index record and the move of /mv are not built yet.
@@ -285,6 +289,7 @@ bool set_up(Run& run, DriverState& ds) {
   }
   ds.start_time = os::now_seconds();
   run.writer = std::make_unique<WriteBehind>();
+  run.behind = std::make_unique<ConvertBehind>();
   select_strings(run, 0);
   open_log(run);
   // The title query (/q) and the date filter (/ts) are not built yet.

@@ -13,6 +13,7 @@ namespace tz {
 
 void fatal(Run& run, const char* message, const char* code) {
   // What was converted before the stop is not lost.
+  if (run.behind) run.behind->drain();
   if (run.writer) run.writer->drain();
   say(run, message);
   // A stop while the messages are being stored (401) finds no stored abort line.

@@ -10,6 +10,7 @@
 #include "log/source.h"
 #include "log/walk_state.h"
 #include "place/writer.h"
+#include "run/convert_behind.h"
 #include "run/records.h"
 #include "run/stores.h"
 #include "text/convert_state.h"
@@ -40,6 +41,7 @@ struct Run {
   std::FILE* log_fp = nullptr;
   OutputFile out;                       // the thread text being written
   std::unique_ptr<WriteBehind> writer;  // writes the outputs of a batch behind it
+  std::unique_ptr<ConvertBehind> behind;  // converts whole threads behind the reading
   std::FILE* idx_fp = nullptr;
   std::FILE* page_fp = nullptr;
 

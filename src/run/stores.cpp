@@ -1,8 +1,10 @@
 #include "run/stores.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include "board/kind.h"
 #include "codes/convert.h"
@@ -71,6 +73,27 @@ void set_slot(Slot& slot, std::string_view text) {
   size_t n = text.size() < slot.size - 1 ? text.size() : slot.size - 1;
   std::memmove(slot.p, text.data(), n);
   slot.p[n] = '\0';
+}
+
+void copy_stores(const Stores& from, Stores& to) {
+  static_assert(std::is_trivially_copyable_v<Stores> && std::is_standard_layout_v<Stores>);
+  // Only the filled part of the variable store, and everything behind the two stores.
+  std::memcpy(to.vari_array, from.vari_array, from.vari_fill);
+  to.vari_fill = from.vari_fill;
+  constexpr size_t kTail = offsetof(Stores, version);
+  std::memcpy(reinterpret_cast<char*>(&to) + kTail, reinterpret_cast<const char*>(&from) + kTail,
+              sizeof(Stores) - kTail);
+  for (Slot Stores::*member :
+       {&Stores::newline, &Stores::url_sep, &Stores::label_name, &Stores::label_name_off,
+        &Stores::label_date, &Stores::label_date_off, &Stores::label_mail, &Stores::cut_note,
+        &Stores::no_title_text, &Stores::broken_text, &Stores::log_store, &Stores::top_page,
+        &Stores::thread_list, &Stores::machi, &Stores::rule_line, &Stores::body_indent,
+        &Stores::body_break}) {
+    const Slot& src = from.*member;
+    Slot& dst = to.*member;
+    if (src.p >= from.vari_array && src.p < from.vari_array + kVariStoreSize)
+      dst.p = to.vari_array + (src.p - from.vari_array);
+  }
 }
 
 const char* msg(const Run& run, Msg m) {

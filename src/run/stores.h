@@ -68,6 +68,10 @@ const char* store_const(Run& run, std::string_view text);
 Slot store_vari(Run& run, std::string_view text, size_t size);
 // Rewrites a slot, cut to its size.
 void set_slot(Slot& slot, std::string_view text);
+// Makes `to` hold the strings of `from` in a variable store of its own, so that either
+// may be rewritten while the other is read. The constants stay in `from`'s store,
+// which nothing writes after the start: `from` must outlive `to`'s use of them.
+void copy_stores(const Stores& from, Stores& to);
 // Gives every tags and vstr slot that is still missing 512 bytes with an empty string.
 void fill_empty_slots(Run& run);
 // The output set-up of the parser: out_ext, log name, the layout tags, /m defaults.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "../test_run.h"
 #include "codes/convert.h"
@@ -70,6 +71,51 @@ TEST(Stores, SlotsAfterTheSetUp) {
   EXPECT_TRUE(m_name_label(run->cmdm));
   EXPECT_TRUE(m_head_board(run->cmdm));
   EXPECT_TRUE(m_head_url(run->cmdm));
+}
+
+// A copy of the strings is read by the converter's thread while the main thread
+// rewrites its own: no slot of the copy may lead back into the store it came from.
+TEST(Stores, CopyHasSlotsOfItsOwn) {
+  auto from = make_test_run();
+  select_strings(*from, 2);
+  auto to = std::make_unique<tz::Run>();
+  copy_stores(from->str, to->str);
+  Stores& a = from->str;
+  Stores& b = to->str;
+  const struct {
+    const char* what;
+    Slot& in_from;
+    Slot& in_copy;
+  } slots[] = {
+      {"newline", a.newline, b.newline},
+      {"url_sep", a.url_sep, b.url_sep},
+      {"label_name", a.label_name, b.label_name},
+      {"label_name_off", a.label_name_off, b.label_name_off},
+      {"label_date", a.label_date, b.label_date},
+      {"label_date_off", a.label_date_off, b.label_date_off},
+      {"label_mail", a.label_mail, b.label_mail},
+      {"cut_note", a.cut_note, b.cut_note},
+      {"no_title_text", a.no_title_text, b.no_title_text},
+      {"broken_text", a.broken_text, b.broken_text},
+      {"log_store", a.log_store, b.log_store},
+      {"top_page", a.top_page, b.top_page},
+      {"thread_list", a.thread_list, b.thread_list},
+      {"machi", a.machi, b.machi},
+      {"rule_line", a.rule_line, b.rule_line},
+      {"body_indent", a.body_indent, b.body_indent},
+      {"body_break", a.body_break, b.body_break},
+  };
+  std::vector<std::string> before;
+  for (const auto& s : slots) before.emplace_back(s.in_from.view());
+  for (const auto& s : slots) set_slot(s.in_from, "x");
+  for (size_t i = 0; i < std::size(slots); ++i) {
+    EXPECT_EQ(slots[i].in_copy.view(), before[i]) << slots[i].what;
+    EXPECT_EQ(slots[i].in_copy.size, slots[i].in_from.size) << slots[i].what;
+  }
+  set_slot(b.label_name, "y");
+  EXPECT_EQ(a.label_name.view(), "x");
+  EXPECT_STREQ(msg(*to, Msg::zero_byte), msg(*from, Msg::zero_byte));
+  EXPECT_STREQ(b.weekday[1], a.weekday[1]);
 }
 
 TEST(Stores, SetSlotCutsToTheSlot) {
