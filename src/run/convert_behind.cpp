@@ -13,7 +13,7 @@ namespace tz {
 
 ConvertBehind::ConvertBehind() : run_(std::make_unique<Run>()) {
   init_run(*run_);
-  run_->writer = std::make_unique<WriteBehind>(true);
+  run_->writer = std::make_unique<WriteBehind>();
 }
 
 ConvertBehind::~ConvertBehind() {
@@ -74,13 +74,19 @@ void ConvertBehind::hand_over(Run& run, bool stamp, int64_t time) {
 }
 
 void ConvertBehind::wait_for(const std::string& path) {
-  std::unique_lock<std::mutex> lock(mu_);
-  done_.wait(lock, [&] { return !busy_ || busy_path_ != path; });
+  {
+    std::unique_lock<std::mutex> lock(mu_);
+    done_.wait(lock, [&] { return !busy_ || busy_path_ != path; });
+  }
+  run_->writer->wait_for(path);
 }
 
 void ConvertBehind::drain() {
-  std::unique_lock<std::mutex> lock(mu_);
-  done_.wait(lock, [this] { return !busy_; });
+  {
+    std::unique_lock<std::mutex> lock(mu_);
+    done_.wait(lock, [this] { return !busy_; });
+  }
+  run_->writer->drain();
 }
 
 std::vector<WriteFailure> ConvertBehind::take_failures() {
@@ -106,7 +112,8 @@ void ConvertBehind::work() {
 }
 
 // Runs on the converter's thread, in its own run: nothing it touches is the main
-// thread's, and its write failures wait in its writer to be told by the main thread.
+// thread's. Its writer writes behind it in turn, and keeps the failures for the main
+// thread to tell.
 void ConvertBehind::convert() {
   Run& w = *run_;
   convert_thread(w, 0, 0, Times{});

@@ -45,7 +45,7 @@ class ConvertBehind {
   void work();
   void convert();
 
-  std::unique_ptr<Run> run_;  // the converter's own; its outputs are written in place
+  std::unique_ptr<Run> run_;  // the converter's own, with a writer of its own
   std::mutex mu_;
   std::condition_variable wake_;  // a thread was handed over, or the end
   std::condition_variable done_;  // the thread in work is done

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "codes/convert.h"
+#include "place/output.h"
 #include "platform/os.h"
 #include "run/console.h"
 #include "run/run.h"
@@ -13,6 +14,7 @@ namespace tz {
 
 void fatal(Run& run, const char* message, const char* code) {
   // What was converted before the stop is not lost.
+  drop_open_ahead(run);
   if (run.behind) run.behind->drain();
   if (run.writer) run.writer->drain();
   say(run, message);

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -126,6 +127,75 @@ TEST(OpenOutput, MakesAgainAFolderThatWentAway) {
     EXPECT_EQ(read_file(dir.at("out/board/1.txt")), "text") << round;
     std::filesystem::remove_all(dir.at("out/board"));
   }
+}
+
+// A run about to write `out/board/1.txt`, its folder known to stand, the output new.
+std::unique_ptr<tz::Run> run_for_ahead(const TempDir& dir) {
+  auto run = make_test_run();
+  run->writer = std::make_unique<WriteBehind>();
+  dir.mkdir("out/board");
+  run->paths.dst_path = dir.at("out/board/");
+  run->paths.out_name = "1.txt";
+  run->paths.out_path = dir.at("out/board/1.txt");
+  run->paths.made_dir = dir.at("out/board");
+  return run;
+}
+
+// An output made ahead is taken by the open of its own name, and removed when the
+// thread goes no further or another name is opened; where it would not be new, or
+// its folder is not known to stand, nothing is made ahead.
+TEST(OpenAhead, MakesOnlyNewFilesAndLeavesNoneBehind) {
+  struct Case {
+    const char* label;
+    void (*set)(tz::Run&);
+    const char* then_open;  // below out/board/, or nullptr: the thread stops
+    bool made_ahead;
+    std::vector<std::string> left;  // files in out/board at the end
+  };
+  const Case cases[] = {
+      {"taken", [](tz::Run&) {}, "1.txt", true, {"1.txt"}},
+      {"thread stops", [](tz::Run&) {}, nullptr, true, {}},
+      {"another name opened", [](tz::Run&) {}, "2.txt", true, {"2.txt"}},
+      {"output stands", [](tz::Run& r) { r.sflg.ow = 2; }, nullptr, false, {}},
+      {"folder not known", [](tz::Run& r) { r.paths.made_dir.clear(); }, nullptr, false, {}},
+      {"pieces", [](tz::Run& r) { r.cmdm.d = 10; }, nullptr, false, {}},
+      {"standard output", [](tz::Run& r) { r.cmdm.st = true; }, nullptr, false, {}},
+  };
+  for (const Case& c : cases) {
+    TempDir dir;
+    auto run = run_for_ahead(dir);
+    c.set(*run);
+    open_ahead(*run);
+    run->writer->drain();
+    EXPECT_EQ(std::filesystem::exists(dir.at("out/board/1.txt")), c.made_ahead) << c.label;
+    if (c.then_open) {
+      ASSERT_TRUE(open_file_for(*run, dir.at(std::string("out/board/") + c.then_open))) << c.label;
+      ASSERT_TRUE(append_output(*run, "text"));
+      close_output(*run, false, 0);
+    } else {
+      drop_open_ahead(*run);
+    }
+    run->writer->drain();
+    std::vector<std::string> left;
+    for (const auto& e : std::filesystem::directory_iterator(dir.at("out/board")))
+      left.push_back(e.path().filename().string());
+    EXPECT_EQ(left, c.left) << c.label;
+    for (const std::string& name : left)
+      EXPECT_EQ(read_file(dir.at("out/board/" + name)), "text") << c.label;
+  }
+}
+
+// A file made ahead and never taken is removed with the writer.
+TEST(OpenAhead, WriterRemovesAFileNeverTaken) {
+  TempDir dir;
+  const std::string path = dir.at("ahead.txt");
+  {
+    WriteBehind writer;
+    writer.open_ahead(path);
+    writer.drain();
+    EXPECT_TRUE(std::filesystem::exists(path));
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 }  // namespace

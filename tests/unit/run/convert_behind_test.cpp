@@ -33,7 +33,8 @@ struct Thread {
 
 std::string many_posts(std::string_view body, int n) {
   std::string log;
-  for (int i = 0; i < n; ++i) log += "name<>sage<>2024/01/02 03:04:05 ID:abc<>" + std::string(body) + "<>\n";
+  for (int i = 0; i < n; ++i)
+    log += "name<>sage<>2024/01/02 03:04:05 ID:abc<>" + std::string(body) + "<>\n";
   return log;
 }
 
@@ -152,7 +153,12 @@ TEST(ConvertBehind, TakesOnlyWholeThreadsIntoAFile) {
       {"pieces", [](tz::Run& r) { r.cmdm.d = 100; }, false},
       {"list only", [](tz::Run& r) { r.batch.list_only = 1; }, false},
       {"excerpt for the index", [](tz::Run& r) { r.cmdm.i_first = 1; }, false},
-      {"no output open", [](tz::Run& r) { ::close(r.out.fd); r.out.fd = -1; }, false},
+      {"no output open",
+       [](tz::Run& r) {
+         ::close(r.out.fd);
+         r.out.fd = -1;
+       },
+       false},
   };
   for (const Case& c : cases) {
     TempDir dir;
