@@ -33,9 +33,6 @@ struct WriteFailure {
 class WriteBehind {
  public:
   WriteBehind() = default;
-  // With `here`, every block is written in the thread that hands it over: the failures
-  // and totals are still kept to be taken by another thread.
-  explicit WriteBehind(bool here) : alone_(here) {}
   WriteBehind(const WriteBehind&) = delete;
   WriteBehind& operator=(const WriteBehind&) = delete;
   ~WriteBehind();
@@ -87,7 +84,7 @@ class WriteBehind {
   bool busy_ = false;  // the worker holds a job
   std::string busy_path_;
   bool stop_ = false;
-  bool alone_ = false;  // no thread: written where handed over
+  bool alone_ = false;  // the thread could not be started
   std::vector<std::vector<char>> spare_;
   std::vector<WriteFailure> failures_;
   int64_t written_hi_ = 0;
