@@ -1,7 +1,6 @@
 #include "place/writer.h"
 
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "platform/os.h"
@@ -35,14 +34,9 @@ WriteBehind::~WriteBehind() {
 void WriteBehind::put(int fd, const std::string& path, std::vector<char>& block, bool last,
                       bool stamp, int64_t time) {
   std::unique_lock<std::mutex> lock(mu_);
-  if (!thread_.joinable() && !alone_) {
-    try {
-      thread_ = std::thread([this] { work(); });
-    } catch (const std::system_error&) {
-      alone_ = true;  // no thread to be had: the blocks are written here and now
-    }
-  }
+  start_once(thread_, alone_, [this] { work(); });
   if (alone_) {
+    // No thread: the block is written here and now.
     lock.unlock();
     Job job{fd, path, std::move(block), last, stamp, time};
     write_job(job);
@@ -69,13 +63,7 @@ void WriteBehind::put(int fd, const std::string& path, std::vector<char>& block,
 
 void WriteBehind::open_ahead(const std::string& path) {
   std::unique_lock<std::mutex> lock(mu_);
-  if (!thread_.joinable() && !alone_) {
-    try {
-      thread_ = std::thread([this] { work(); });
-    } catch (const std::system_error&) {
-      alone_ = true;
-    }
-  }
+  start_once(thread_, alone_, [this] { work(); });
   // Without a thread there is nothing to gain: the file is opened when it is wanted.
   if (alone_ || ahead_asked_) return;
   Job job{-1, path, {}, false, false, 0};

@@ -9,6 +9,7 @@
 #include <deque>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -23,6 +24,18 @@ struct OutputFile {
   int64_t bytes = 0;    // handed over since it was opened
   bool failed = false;  // writing some of it failed (when written here, not behind)
 };
+
+// Starts `body` on `thread` the first time it is called. When no thread can be had,
+// `alone` is set for good and the caller does the work itself.
+template <typename Body>
+void start_once(std::thread& thread, bool& alone, Body body) {
+  if (thread.joinable() || alone) return;
+  try {
+    thread = std::thread(body);
+  } catch (const std::system_error&) {
+    alone = true;
+  }
+}
 
 // An output file that could not be written whole: its path and the error number.
 struct WriteFailure {

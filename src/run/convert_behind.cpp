@@ -1,6 +1,5 @@
 #include "run/convert_behind.h"
 
-#include <system_error>
 #include <utility>
 
 #include "place/output.h"
@@ -33,13 +32,7 @@ bool ConvertBehind::takes(const Run& run) {
 
 void ConvertBehind::hand_over(Run& run, bool stamp, int64_t time) {
   std::unique_lock<std::mutex> lock(mu_);
-  if (!thread_.joinable() && !alone_) {
-    try {
-      thread_ = std::thread([this] { work(); });
-    } catch (const std::system_error&) {
-      alone_ = true;
-    }
-  }
+  start_once(thread_, alone_, [this] { work(); });
   done_.wait(lock, [this] { return !busy_; });
   // What the converter reads of the run; the main thread rewrites its own copy for the
   // next thread meanwhile.
