@@ -7,6 +7,7 @@
 #include <new>
 
 #include "codes/convert.h"
+#include "codes/cp932.h"
 #include "codes/guess.h"
 #include "common/byte_search.h"
 #include "log/identify.h"
@@ -80,7 +81,22 @@ bool slash_date(std::string_view text) {
   return digit(text[slash - 1]) && digit(text[slash + 1]);
 }
 
-std::string first_date_text(const char* text, const char* first, const char* last, int numbered) {
+// A field of the log as it reads in the output code. While the posts of the log wait to
+// become UTF-8 they are Shift_JIS, so the part of the field among them is converted
+// into `scratch`; the separators and line ends it lies between stand alone in both codes.
+std::string_view field_text(const LogBuffer& log, const char* field, size_t len,
+                            std::string& scratch) {
+  const char* posts = log.sfile.data() + log.utf8_from;
+  if (!log.utf8_due || field + len <= posts) return {field, len};
+  size_t before = field < posts ? static_cast<size_t>(posts - field) : 0;
+  scratch.assign(field, before);
+  append_utf8_from_sjis(scratch, field + before, len - before);
+  return scratch;
+}
+
+std::string first_date_text(const LogBuffer& log, const char* first, const char* last,
+                            int numbered) {
+  std::string scratch;
   const char* p = first;
   while (p && *p) {
     std::string_view sep = line_separator(p);
@@ -88,14 +104,23 @@ std::string first_date_text(const char* text, const char* first, const char* las
     if (!field) return std::string();
     const char* stop = std::strstr(field, sep.data());
     size_t len = stop ? static_cast<size_t>(stop - field) : std::strlen(field);
-    std::string_view date(field, len < kDateCut ? len : kDateCut);
+    std::string_view date = field_text(log, field, len, scratch).substr(0, kDateCut);
     if (slash_date(date)) return std::string(date);
     const char* lf = std::strchr(p, '\n');
     if (!lf) break;
     p = lf + 1;
   }
-  (void)text;
   return std::string();
+}
+
+// The first and last post lines of the text, looked for over the lines the head
+// setting gives.
+void find_posts(Run& run) {
+  LogBuffer& log = run.log;
+  int head_kb = o_head_kb(run.cmdm);
+  int look = head_kb ? head_kb * 1000 : 5;
+  log.log_first = find_first_post(log.sfile.data(), log.len, look);
+  log.log_last = find_last_post(log.sfile.data(), log.len, look);
 }
 
 void read_into(Run& run, char* out, const std::string& date) {
@@ -128,6 +153,7 @@ int read_log(Run& run) {
     return 4;
   }
   SourceFile& src = run.source;
+  log.utf8_due = false;
   f.fsize = info->size;
   add_total(run.totals.rd_hi, run.totals.rd_lo, f.fsize);
 
@@ -175,17 +201,34 @@ int read_log(Run& run) {
     bool boundary = log.log_first == 0 || static_cast<unsigned char>(posts[-1]) < 0x40;
     int from = swept && boundary ? guess_swept(posts, static_cast<long>(room), f.code_in, own)
                                  : guess_code(posts, static_cast<long>(room));
-    size_t n = from == kCodeAuto
-                   ? strnlen(posts, room)
-                   : convert_log_text(run, log.sfile, log.log_first, from, run.code_out, room);
+    // Shift_JIS (or EUC-JP, made Shift_JIS here) becoming UTF-8 waits for the converter
+    // when nothing before it reads the text as a whole: the title from the first line
+    // does. It must fit its room, which a cut would otherwise shorten.
+    bool may_wait = run.code_out == kUtf8 && (from == kSjis || from == kEuc) &&
+                    !o_no_log_check(c) && f.k_abroad != 1;
+    size_t n;
+    if (from == kCodeAuto) {
+      n = strnlen(posts, room);
+    } else if (may_wait) {
+      if (from == kEuc) euc_to_sjis(posts, room);
+      n = strnlen(posts, room);
+      log.utf8_from = log.log_first;
+      log.utf8_due = n != 0 && 3 * n < room;
+      if (!log.utf8_due) n = convert_log_text(run, log.sfile, log.log_first, kSjis, kUtf8, room);
+    } else {
+      n = convert_log_text(run, log.sfile, log.log_first, from, run.code_out, room);
+    }
     log.len = log.log_first + n;
     text = log.sfile.data();
   }
 
-  int head_kb = o_head_kb(c);
-  int look = head_kb ? head_kb * 1000 : 5;
-  log.log_first = find_first_post(text, log.len, look);
-  log.log_last = find_last_post(text, log.len, look);
+  find_posts(run);
+  // The date reading stops at a last post ending at the first bytes, which are more
+  // bytes in UTF-8: such a log is converted now.
+  if (log.utf8_due && log.log_last <= 1) {
+    bring_posts_into_utf8(run);
+    text = log.sfile.data();
+  }
 
   size_t lfs = 0;
   size_t crs = 0;
@@ -201,17 +244,27 @@ int read_log(Run& run) {
   return 0;
 }
 
+void bring_posts_into_utf8(Run& run) {
+  LogBuffer& log = run.log;
+  if (!log.utf8_due) return;
+  log.utf8_due = false;
+  size_t room = log.sfile.size() - log.utf8_from;
+  log.len = log.utf8_from + convert_log_text(run, log.sfile, log.utf8_from, kSjis, kUtf8, room);
+  find_posts(run);
+}
+
 void take_dates(Run& run, Times& times) {
   LogBuffer& log = run.log;
   if (log.sfile.empty()) return;
   const char* text = log.sfile.data();
   const char* last = text + log.log_last;
   int numbered = run.sflg.subkind == 4 ? 1 : 0;
-  std::string first = first_date_text(text, text + log.log_first, last, numbered);
+  std::string first = first_date_text(log, text + log.log_first, last, numbered);
   if (log.log_last <= 1) return;
 
   std::string last_date;
   std::string age_date;
+  std::string scratch;
   size_t line_end = log.log_last;
   for (;;) {
     const void* lf = line_end ? memrchr(text, '\n', line_end) : nullptr;
@@ -224,12 +277,12 @@ void take_dates(Run& run, Times& times) {
       age_date = first;
       break;
     }
-    bool sage = std::string_view(mail, static_cast<size_t>(mail_end - mail)).find("sage") !=
-                std::string_view::npos;
+    bool sage = field_text(log, mail, static_cast<size_t>(mail_end - mail), scratch)
+                    .find("sage") != std::string_view::npos;
     const char* date = mail_end + sep.size();
     const char* stop = std::strchr(date, sep[0]);
     if (stop) {
-      std::string_view field(date, static_cast<size_t>(stop - date));
+      std::string_view field = field_text(log, date, static_cast<size_t>(stop - date), scratch);
       if (slash_date(field)) {
         const std::string_view text_of = field.substr(0, kDateCut);
         if (last_date.empty()) last_date.assign(text_of);

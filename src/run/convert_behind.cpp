@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "log/first_pass.h"
 #include "place/output.h"
 #include "run/driver.h"
 #include "run/records.h"
@@ -109,6 +110,7 @@ void ConvertBehind::work() {
 // thread to tell.
 void ConvertBehind::convert() {
   Run& w = *run_;
+  bring_posts_into_utf8(w);
   convert_thread(w, 0, 0, Times{});
   close_output(w, stamp_, time_);
 }

@@ -235,7 +235,10 @@ void file_steps(Run& run, DriverState& ds) {
     const os::FileInfo* src = c.ct ? source_status(run) : nullptr;
     run.behind->hand_over(run, src != nullptr, src ? source_time(*src) : 0);
   } else {
-    if (convert) convert_thread(run, b.list_only, 0, times);
+    if (convert) {
+      bring_posts_into_utf8(run);
+      convert_thread(run, b.list_only, 0, times);
+    }
     if (!b.list_only) {
       if (f.pieces == -1) {
         b.status = 3;

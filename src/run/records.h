@@ -361,6 +361,11 @@ struct LogBuffer {
   size_t len = 0;        // bytes of text in sfile
   size_t log_first = 0;  // offset of the first post line
   size_t log_last = 0;   // offset of the last byte that counts (inclusive)
+  // With utf8_due, the text from utf8_from on is still Shift_JIS and is to become UTF-8
+  // before it is converted (on the converter's side, off the main thread). Its lines,
+  // counts and dates are the same in both codes.
+  size_t utf8_from = 0;
+  bool utf8_due = false;
 };
 
 }  // namespace tz

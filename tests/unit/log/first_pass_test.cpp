@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 
@@ -18,14 +19,16 @@ using testing::sj;
 class FirstPassTest : public LogTest {
  protected:
   // Identifies the log and reads it whole, in its own code. Result: read_log's.
-  int read(std::string_view bytes) {
+  int read(std::string_view bytes) { return read_into(bytes, 0); }
+  // The same with the output in `code_out` (0: the log's own).
+  int read_into(std::string_view bytes, uint8_t code_out) {
     fresh_run();
     put_log("1136041200.dat", bytes);
     times_ = Times{};
     char file_date[20] = {};
     identify_log(*run_, file_date, times_);
-    run_->code_out = run_->sflg.code_in;
-    run_->code_conv = 0;
+    run_->code_out = code_out ? code_out : run_->sflg.code_in;
+    run_->code_conv = run_->code_out == run_->sflg.code_in ? 0 : run_->code_out;
     return read_log(*run_);
   }
   Times times_;
@@ -146,6 +149,46 @@ TEST_F(FirstPassTest, ThreeDates) {
     EXPECT_STREQ(times_.first, c.first) << c.what;
     EXPECT_STREQ(times_.last, c.last) << c.what;
     EXPECT_STREQ(times_.age, c.age) << c.what;
+  }
+}
+
+// With UTF-8 output, the posts of a Shift_JIS log stay Shift_JIS until they are
+// converted; what is read of them before reads as it would in UTF-8.
+TEST_F(FirstPassTest, PostsLeftInShiftJisReadAsUtf8) {
+  // "Ｔage": the Shift_JIS bytes hold "sage" behind the first byte of "Ｔ"; UTF-8 doesn't.
+  const std::string hidden_sage = sj("名無し<>Ｔage<>2006/01/01(日) 00:02:00<>本文<>\n");
+  ASSERT_NE(hidden_sage.find("sage"), std::string::npos);
+  const std::string kana = sj("ｶﾅ<>sage<>2006/01/01(日) 00:03:00 ｱｲｳ<>ｴｵ<>\n");
+  const std::string hidden = post(1) + hidden_sage + post(3, "sage");
+  std::string euc = hidden;
+  convert_code(*run_, euc, kSjis, kEuc, 4096);
+  struct Case {
+    const char* what;
+    std::string bytes;
+    std::string sjis;  // the log in Shift_JIS
+    const char* last;
+    const char* age;
+  } cases[] = {
+      {"sage within a character", hidden, hidden, "2006010100030000", "2006010100020000"},
+      {"the same in EUC-JP", euc, hidden, "2006010100030000", "2006010100020000"},
+      {"half-width kana", post(1) + kana, post(1) + kana, "2006010100030000",
+       "2006010100010000"},
+  };
+  for (const Case& c : cases) {
+    ASSERT_EQ(read_into(c.bytes, kUtf8), 0) << c.what;
+    const LogBuffer& log = run_->log;
+    EXPECT_TRUE(log.utf8_due) << c.what;
+    EXPECT_EQ(log.utf8_from, 0u) << c.what;
+    take_dates(*run_, times_);
+    EXPECT_EQ(run_->sflg.rescount, std::count(c.sjis.begin(), c.sjis.end(), '\n')) << c.what;
+    EXPECT_STREQ(times_.first, "2006010100010000") << c.what;
+    EXPECT_STREQ(times_.last, c.last) << c.what;
+    EXPECT_STREQ(times_.age, c.age) << c.what;
+
+    bring_posts_into_utf8(*run_);
+    EXPECT_FALSE(log.utf8_due) << c.what;
+    EXPECT_EQ(std::string(log.sfile.data(), log.len), utf8_from_sjis(c.sjis)) << c.what;
+    EXPECT_EQ(log.log_first, 0u) << c.what;
   }
 }
 

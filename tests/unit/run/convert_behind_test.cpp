@@ -9,6 +9,7 @@
 
 #include "../cmdline/cmdline_fixture.h"
 #include "../text/text_fixture.h"
+#include "codes/convert.h"
 #include "place/output.h"
 #include "platform/os.h"
 #include "text/convert.h"
@@ -29,6 +30,7 @@ struct Thread {
   uint8_t code_out;
   std::string title;
   std::string log;
+  bool left_in_sjis = false;  // a Shift_JIS log whose UTF-8 form waits for the converter
 };
 
 std::string many_posts(std::string_view body, int n) {
@@ -45,21 +47,31 @@ const std::vector<Thread>& threads() {
        many_posts("a <br> b", 500)},
       {"World 2ch labels", 0x3001, 2, kSjis, "world", many_posts("hello", 2000)},
       {"UTF-8 output", 0x3001, 0, kUtf8, "utf", many_posts("本文です", 1000)},
+      {"UTF-8 output of a log left in Shift_JIS", 0x3001, 0, kUtf8, "utf",
+       many_posts(sj("ｶﾅと本文"), 1000), true},
       {"empty log", 0x3001, 0, kSjis, "none", ""},
   };
   return all;
 }
 
-// Makes `run` ready for `t` as the file steps leave it before the conversion.
-void ready_for(Run& run, const Thread& t) {
+// Makes `run` ready for `t` as the file steps leave it before the conversion; `as_read`
+// leaves a Shift_JIS log as reading it does, otherwise it is already UTF-8.
+void ready_for(Run& run, const Thread& t, bool as_read) {
   run.cmdm.m = t.m;
   run.sflg.k_abroad = t.abroad;
   run.sflg.tname = t.title;
   run.code_out = t.code_out;
   ready_strings(run);
-  run.log.sfile.assign(t.log.data(), t.log.size());
-  run.log.len = t.log.size();
-  run.log.log_first = 0;
+  LogBuffer& log = run.log;
+  const std::string text = t.left_in_sjis && !as_read ? utf8_from_sjis(t.log) : t.log;
+  log.sfile.assign(text.data(), text.size());
+  log.len = text.size();
+  log.log_first = 0;
+  log.utf8_from = 0;
+  log.utf8_due = t.left_in_sjis && as_read;
+  if (log.utf8_due) {
+    ASSERT_TRUE(log.sfile.grow_keeping(3 * text.size() + 16, text.size() + 1));
+  }
 }
 
 // Threads of different settings handed over one after another, the main run made
@@ -70,7 +82,7 @@ TEST(ConvertBehind, WritesEachThreadAsConvertingInPlaceDoes) {
   std::vector<std::string> want;
   for (const Thread& t : threads()) {
     auto run = make_text_run();
-    ready_for(*run, t);
+    ready_for(*run, t, false);
     const std::string path = dir.at(std::string("in-place-") + t.label);
     ASSERT_TRUE(open_file_for(*run, path));
     convert_thread(*run, 0, 0, Times{});
@@ -83,7 +95,7 @@ TEST(ConvertBehind, WritesEachThreadAsConvertingInPlaceDoes) {
   int64_t total = 0;
   for (size_t i = 0; i < threads().size(); ++i) {
     const Thread& t = threads()[i];
-    ready_for(*run, t);
+    ready_for(*run, t, true);
     ASSERT_TRUE(open_file_for(*run, dir.at(t.label)));
     EXPECT_TRUE(ConvertBehind::takes(*run)) << t.label;
     behind.hand_over(*run, true, 1100000000 + static_cast<int64_t>(i));
@@ -110,7 +122,7 @@ TEST(ConvertBehind, WaitForAPathEndsWhenItIsWritten) {
   TempDir dir;
   auto run = make_text_run();
   const Thread& t = threads()[0];
-  ready_for(*run, t);
+  ready_for(*run, t, false);
   const std::string path = dir.at("waited.txt");
   ASSERT_TRUE(open_file_for(*run, path));
   ConvertBehind behind;
@@ -125,7 +137,7 @@ TEST(ConvertBehind, WaitForAPathEndsWhenItIsWritten) {
 TEST(ConvertBehind, KeepsTheFailureOfAnOutput) {
   TempDir dir;
   auto run = make_text_run();
-  ready_for(*run, threads()[0]);
+  ready_for(*run, threads()[0], false);
   const std::string path = dir.touch("ro.txt");
   ASSERT_TRUE(open_file_for(*run, path));
   ::close(run->out.fd);
