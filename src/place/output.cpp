@@ -387,42 +387,11 @@ int open_output(Run& run, int n, int64_t* ftime) {
   return 1;
 }
 
-void open_ahead(Run& run) {
-  const Cmdm& c = run.cmdm;
-  const Paths& p = run.paths;
-  // Only a file that is new, in a folder known to stand: removing it again, when the
-  // thread goes no further, leaves everything as it was.
-  if (!run.writer || c.st || c.d || c.dst_null || o_no_receiver(c) || run.sflg.ow != 0 ||
-      run.batch.status >= 3 || p.dst_path.size() + p.out_name.size() > kPathCut)
-    return;
-  const size_t last = p.out_path.rfind(os::kSep);
-  if (last == std::string::npos || p.made_dir.empty() ||
-      std::string_view(p.out_path).substr(0, last) != p.made_dir)
-    return;
-  run.writer->open_ahead(p.out_path);
-}
-
-void drop_open_ahead(Run& run) {
-  if (!run.writer) return;
-  std::string path;
-  const int fd = run.writer->take_ahead(&path);
-  if (fd < 0) return;
-  os::close_file(fd);
-  os::remove_file(path);
-}
-
 bool open_file_for(Run& run, const std::string& path) {
   // An output of the same name still being written is done first, or the two would mix.
   wait_for_output(run, path);
   OutputFile& out = run.out;
-  std::string ahead;
-  out.fd = run.writer ? run.writer->take_ahead(&ahead) : -1;
-  if (out.fd >= 0 && ahead != path) {
-    os::close_file(out.fd);
-    os::remove_file(ahead);
-    out.fd = -1;
-  }
-  if (out.fd < 0) out.fd = os::open_write(path);
+  out.fd = os::open_write(path);
   if (out.fd < 0) return false;
   out.path = path;
   out.bytes = 0;

@@ -19,11 +19,6 @@ int decide_overwrite(Run& run);
 // Opens the output (run.out): 0 opened, 1 can't create, 2 folder can't be made, 5 no
 // source date.
 int open_output(Run& run, int n, int64_t* ftime);
-// Has the output decided on made while the log is read, when it is a new file in a
-// folder that stands. open_file_for takes it.
-void open_ahead(Run& run);
-// Removes the output made ahead that no thread has taken.
-void drop_open_ahead(Run& run);
 // Opens `path` as the output in hand. False: errno tells why.
 bool open_file_for(Run& run, const std::string& path);
 bool output_is_open(const Run& run);

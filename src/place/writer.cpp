@@ -24,11 +24,6 @@ WriteBehind::~WriteBehind() {
   }
   wake_.notify_all();
   if (thread_.joinable()) thread_.join();
-  // A file made ahead and never taken is not left behind.
-  if (ahead_asked_ && ahead_fd_ >= 0) {
-    os::close_file(ahead_fd_);
-    os::remove_file(ahead_path_);
-  }
 }
 
 void WriteBehind::put(int fd, const std::string& path, std::vector<char>& block, bool last,
@@ -59,32 +54,6 @@ void WriteBehind::put(int fd, const std::string& path, std::vector<char>& block,
   lock.unlock();
   if (wake) wake_.notify_one();
   block.reserve(room);
-}
-
-void WriteBehind::open_ahead(const std::string& path) {
-  std::unique_lock<std::mutex> lock(mu_);
-  start_once(thread_, alone_, [this] { work(); });
-  // Without a thread there is nothing to gain: the file is opened when it is wanted.
-  if (alone_ || ahead_asked_) return;
-  Job job{-1, path, {}, false, false, 0};
-  job.open = true;
-  queue_.push_back(std::move(job));
-  ahead_asked_ = true;
-  ahead_done_ = false;
-  ahead_path_ = path;
-  lock.unlock();
-  wake_.notify_one();
-}
-
-int WriteBehind::take_ahead(std::string* path) {
-  std::unique_lock<std::mutex> lock(mu_);
-  if (!ahead_asked_) return -1;
-  done_.wait(lock, [this] { return ahead_done_; });
-  ahead_asked_ = false;
-  *path = std::move(ahead_path_);
-  const int fd = ahead_fd_;
-  ahead_fd_ = -1;
-  return fd;
 }
 
 void WriteBehind::wait_for(const std::string& path) {
@@ -130,18 +99,10 @@ void WriteBehind::work() {
     busy_ = true;
     busy_path_ = job.path;
     lock.unlock();
-    int opened = -1;
-    if (job.open)
-      opened = os::open_write(job.path);
-    else
-      write_job(job);
+    write_job(job);
     job.block.clear();
     lock.lock();
-    if (job.open) {
-      ahead_fd_ = opened;
-      ahead_done_ = true;
-    }
-    if (!job.open && spare_.size() < kQueued) spare_.push_back(std::move(job.block));
+    if (spare_.size() < kQueued) spare_.push_back(std::move(job.block));
     busy_ = false;
     busy_path_.clear();
     done_.notify_all();

@@ -55,12 +55,6 @@ class WriteBehind {
   // many blocks as the queue holds are waiting.
   void put(int fd, const std::string& path, std::vector<char>& block, bool last, bool stamp,
            int64_t time);
-  // Creates `path` on the writer's thread while the thread in hand is still being read;
-  // one at a time.
-  void open_ahead(const std::string& path);
-  // Waits for the file asked for by open_ahead, if any, and hands it over: its
-  // descriptor (-1 when none was asked for or it could not be made) and its path.
-  int take_ahead(std::string* path);
   // Waits until nothing handed over for `path` is left to do.
   void wait_for(const std::string& path);
   // Waits until everything handed over is done.
@@ -78,7 +72,6 @@ class WriteBehind {
     bool last;
     bool stamp;
     int64_t time;
-    bool open = false;  // create `path` (open_ahead)
   };
   // What has been written to a file that is still open.
   struct Open {
@@ -103,10 +96,6 @@ class WriteBehind {
   int64_t written_hi_ = 0;
   int64_t written_lo_ = 0;
   std::vector<Open> open_;  // the worker's own
-  bool ahead_asked_ = false;
-  bool ahead_done_ = false;
-  int ahead_fd_ = -1;
-  std::string ahead_path_;
   std::thread thread_;
 };
 

@@ -11,9 +11,20 @@
 
 namespace tz {
 
-ConvertBehind::ConvertBehind() : run_(std::make_unique<Run>()) {
-  init_run(*run_);
-  run_->writer = std::make_unique<WriteBehind>();
+namespace {
+
+// Threads that may wait for the converter besides the one in work. Each holds its log
+// buffer, so more would cost memory for little: the two cores are busy with two.
+constexpr size_t kSlots = 2;
+
+}  // namespace
+
+ConvertBehind::ConvertBehind() : slots_(kSlots), writer_(std::make_shared<WriteBehind>()) {
+  for (Slot& slot : slots_) {
+    slot.run = std::make_unique<Run>();
+    init_run(*slot.run);
+    slot.run->writer = writer_;
+  }
 }
 
 ConvertBehind::~ConvertBehind() {
@@ -34,10 +45,11 @@ bool ConvertBehind::takes(const Run& run) {
 void ConvertBehind::hand_over(Run& run, bool stamp, int64_t time) {
   std::unique_lock<std::mutex> lock(mu_);
   start_once(thread_, alone_, [this] { work(); });
-  done_.wait(lock, [this] { return !busy_; });
+  done_.wait(lock, [this] { return held_ < slots_.size(); });
+  Slot& slot = slots_[(next_ + held_) % slots_.size()];
   // What the converter reads of the run; the main thread rewrites its own copy for the
   // next thread meanwhile.
-  Run& w = *run_;
+  Run& w = *slot.run;
   w.cmdm = run.cmdm;
   w.sflg = run.sflg;
   w.brd[0] = run.brd[0];
@@ -47,72 +59,84 @@ void ConvertBehind::hand_over(Run& run, bool stamp, int64_t time) {
   w.code_conv = run.code_conv;
   w.con_code = run.con_code;
   // The buffers change hands: the main thread reads the next log into the one the
-  // converter is done with.
+  // slot's thread before was converted in.
   std::swap(w.log, run.log);
   std::swap(w.out, run.out);
   run.out.fd = -1;
-  stamp_ = stamp;
-  time_ = time;
-  busy_ = true;
-  busy_path_ = w.out.path;
+  slot.stamp = stamp;
+  slot.time = time;
+  slot.path = w.out.path;
+  ++held_;
   if (alone_) {
     lock.unlock();
-    convert();
+    convert(slot);
     lock.lock();
-    busy_ = false;
-    busy_path_.clear();
+    slot.path.clear();
+    --held_;
+    next_ = (next_ + 1) % slots_.size();
     return;
   }
   lock.unlock();
   wake_.notify_one();
 }
 
+bool ConvertBehind::has_path(const std::string& path) const {
+  for (size_t i = 0; i < held_; ++i)
+    if (slots_[(next_ + i) % slots_.size()].path == path) return true;
+  return false;
+}
+
 void ConvertBehind::wait_for(const std::string& path) {
   {
     std::unique_lock<std::mutex> lock(mu_);
-    done_.wait(lock, [&] { return !busy_ || busy_path_ != path; });
+    done_.wait(lock, [&] { return !has_path(path); });
   }
-  run_->writer->wait_for(path);
+  writer_->wait_for(path);
 }
 
 void ConvertBehind::drain() {
   {
     std::unique_lock<std::mutex> lock(mu_);
-    done_.wait(lock, [this] { return !busy_; });
+    done_.wait(lock, [this] { return held_ == 0; });
   }
-  run_->writer->drain();
+  writer_->drain();
 }
 
 std::vector<WriteFailure> ConvertBehind::take_failures() {
-  return run_->writer->take_failures();
+  return writer_->take_failures();
 }
 
 void ConvertBehind::add_written(int64_t& hi, int64_t& lo) {
-  run_->writer->add_written(hi, lo);
+  writer_->add_written(hi, lo);
 }
 
 void ConvertBehind::work() {
   std::unique_lock<std::mutex> lock(mu_);
   for (;;) {
-    wake_.wait(lock, [this] { return stop_ || busy_; });
-    if (!busy_) return;
+    wake_.wait(lock, [this] { return stop_ || held_ > 0; });
+    if (held_ == 0) return;
+    Slot& slot = slots_[next_];
     lock.unlock();
-    convert();
+    convert(slot);
     lock.lock();
-    busy_ = false;
-    busy_path_.clear();
+    slot.path.clear();
+    --held_;
+    next_ = (next_ + 1) % slots_.size();
     done_.notify_all();
   }
 }
 
-// Runs on the converter's thread, in its own run: nothing it touches is the main
-// thread's. Its writer writes behind it in turn, and keeps the failures for the main
+// Runs on the converter's thread, in the slot's own run: nothing it touches is the main
+// thread's. The writer writes behind it in turn, and keeps the failures for the main
 // thread to tell.
-void ConvertBehind::convert() {
-  Run& w = *run_;
+void ConvertBehind::convert(Slot& slot) {
+  Run& w = *slot.run;
+  // The slots convert one at a time, so they share one work block for the UTF-8 text.
+  std::swap(w.conv_block, conv_block_);
   bring_posts_into_utf8(w);
+  std::swap(w.conv_block, conv_block_);
   convert_thread(w, 0, 0, Times{});
-  close_output(w, stamp_, time_);
+  close_output(w, slot.stamp, slot.time);
 }
 
 }  // namespace tz

@@ -1,7 +1,8 @@
-// Threads are converted behind the reading: while a second thread turns one log into
-// its text and writes it, the main thread goes on to identify and read the next. The
-// second thread works in a Run of its own, which takes over, for each thread, the
-// settings and strings of the main one, its log buffer and its open output.
+// Threads are converted behind the reading: while a second thread turns logs into their
+// texts and writes them, the main thread goes on to identify and read the next. A few
+// threads may wait for the converter, so that a long log on one side doesn't hold up
+// the other. Each waiting thread has a Run of its own, which takes over the settings and
+// strings of the main one, its log buffer and its open output.
 #pragma once
 
 #include <condition_variable>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "place/writer.h"
+#include "run/records.h"
 
 namespace tz {
 
@@ -28,8 +30,8 @@ class ConvertBehind {
   // Whether the thread in hand may be converted behind: a whole thread into an open
   // output file, with nothing of it wanted afterwards (no pieces, no excerpt).
   static bool takes(const Run& run);
-  // Takes over the thread in hand, once the one before is done: `run` is left with an
-  // empty log buffer and no open output. The output is closed behind it, and given
+  // Takes over the thread in hand, once there is room for it: `run` is left with
+  // another log buffer and no open output. The output is closed behind it, and given
   // `time` with `stamp`.
   void hand_over(Run& run, bool stamp, int64_t time);
   // Waits until no thread taken over is to be written to `path`.
@@ -42,17 +44,25 @@ class ConvertBehind {
   void add_written(int64_t& hi, int64_t& lo);
 
  private:
+  // A thread taken over, or a place for one.
+  struct Slot {
+    std::unique_ptr<Run> run;
+    std::string path;  // its output, while it waits or is converted
+    bool stamp = false;
+    int64_t time = 0;
+  };
   void work();
-  void convert();
+  void convert(Slot& slot);
+  bool has_path(const std::string& path) const;
 
-  std::unique_ptr<Run> run_;  // the converter's own, with a writer of its own
+  std::vector<Slot> slots_;  // a ring: the converter takes them in the order handed over
+  size_t next_ = 0;          // the slot the converter takes next
+  size_t held_ = 0;          // slots handed over and not yet written
+  std::shared_ptr<WriteBehind> writer_;  // the converter's, for the runs of all slots
+  ByteBlock conv_block_;                 // the converter's work block, lent to each slot
   std::mutex mu_;
   std::condition_variable wake_;  // a thread was handed over, or the end
-  std::condition_variable done_;  // the thread in work is done
-  bool busy_ = false;             // a thread is handed over and not yet written
-  std::string busy_path_;
-  bool stamp_ = false;
-  int64_t time_ = 0;
+  std::condition_variable done_;  // a thread was converted
   bool stop_ = false;
   bool alone_ = false;  // no thread to be had: threads are converted where handed over
   std::thread thread_;

@@ -108,7 +108,6 @@ bool name_and_decide(Run& run) {
   run.paths.out_no = 0;
   if (make_name(run, run.batch.folder_done + 1) != 0) fatal(run, msg(run, Msg::no_memory), 122);
   run.sflg.ow = static_cast<uint8_t>(decide_overwrite(run));
-  open_ahead(run);
   return run.batch.status < 3;
 }
 
@@ -121,8 +120,6 @@ void file_steps(Run& run, DriverState& ds) {
   Times times;
   char file_date[20] = {};
   clear_thread(run, times);
-  // The thread before may have ended before its output made ahead was taken.
-  drop_open_ahead(run);
   report_write_failures(run);
 
   if (!o_no_log_check(c)) {
@@ -394,7 +391,6 @@ int finish(Run& run, DriverState& ds) {
   Cmdm& c = run.cmdm;
   Batch& b = run.batch;
   run.excerpt_made = false;
-  drop_open_ahead(run);
   finish_writing(run);
   // The tree pages and the rewrite of index.tmp are not built yet.
   ds.end_time = os::now_seconds();

@@ -14,7 +14,6 @@ namespace tz {
 
 void fatal(Run& run, const char* message, const char* code) {
   // What was converted before the stop is not lost.
-  drop_open_ahead(run);
   if (run.behind) run.behind->drain();
   if (run.writer) run.writer->drain();
   say(run, message);

@@ -40,7 +40,7 @@ struct Run {
   // Streams: the log, the current output, index.tmp, the current index page.
   std::FILE* log_fp = nullptr;
   OutputFile out;                         // the thread text being written
-  std::unique_ptr<WriteBehind> writer;    // writes the outputs of a batch behind it
+  std::shared_ptr<WriteBehind> writer;    // writes the outputs of a batch behind it
   std::unique_ptr<ConvertBehind> behind;  // converts whole threads behind the reading
   std::FILE* idx_fp = nullptr;
   std::FILE* page_fp = nullptr;

@@ -117,16 +117,20 @@ TEST(ConvertBehind, WritesEachThreadAsConvertingInPlaceDoes) {
   EXPECT_TRUE(behind.take_failures().empty());
 }
 
-// An output waited for by name is whole when the wait ends.
+// An output waited for by name is whole when the wait ends, also while it waits
+// behind another thread.
 TEST(ConvertBehind, WaitForAPathEndsWhenItIsWritten) {
   TempDir dir;
   auto run = make_text_run();
-  const Thread& t = threads()[0];
-  ready_for(*run, t, false);
-  const std::string path = dir.at("waited.txt");
-  ASSERT_TRUE(open_file_for(*run, path));
   ConvertBehind behind;
-  behind.hand_over(*run, false, 0);
+  const Thread& t = threads()[0];
+  std::string path;
+  for (const char* name : {"first.txt", "waited.txt"}) {
+    ready_for(*run, t, false);
+    path = dir.at(name);
+    ASSERT_TRUE(open_file_for(*run, path));
+    behind.hand_over(*run, false, 0);
+  }
   behind.wait_for(path);
   const std::string text = read_file(path);
   EXPECT_GT(text.size(), t.log.size());
