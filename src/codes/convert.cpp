@@ -9,6 +9,9 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 #include "codes/byte_blocks.h"
 #include "codes/code_tables.h"
@@ -184,84 +187,157 @@ inline uint64_t counted_bits(size_t i, size_t from) {
   return from - i >= 64 ? 0 : ~0ull << (from - i);
 }
 
-// The sweep of a Shift_JIS text, 64 bytes at a time while a byte follows the block, so that
-// a lead byte at its end is known to pair or not. A run of lead bytes begins where a
-// character begins (the byte before it leads nothing), so its pairs follow from where the
-// run begins; an odd run pairs its last byte with the byte behind it, if that one may
-// trail. Returns where the byte-wise sweep goes on, at the start of a character.
-template <bool kScore>
-size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score) {
-  using namespace blocks;
-  int64_t sum = 0;
-  size_t i = 0;
-  uint64_t carry = 0;  // 1 when t[i] is the second byte of a pair begun in the block before
-  for (; i + 64 < n; i += 64) {
-    uint64_t lead = 0;   // 0x81-0x9F, 0xE0-0xFC
-    uint64_t trail = 0;  // 0x40-0x7E, 0x80-0xFC
-    uint64_t kana = 0;   // 0xA0-0xDF: 0xA0 is taken back where it becomes a blank
-    uint64_t mid = 0;    // first bytes of the pairs that score 2, and 0x98 and 0xEA
-    uint64_t rare = 0;   // controls, 0x80, 0xA0, 0xFD-0xFF; with the score 0x98 and 0xEA
-    for (int k = 0; k < 4; ++k) {
-      __m128i x = load16(t + i + 16 * k);
-      __m128i high = in_range(x, 0x81, 0xFC);
-      __m128i half = in_range(x, 0xA0, 0xDF);
-      __m128i stray = equal(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xDF))), 0x80);
-      __m128i odd = _mm_or_si128(stray, out_of_range(x, 0x20, 0xFC));
-      lead |= bits16(_mm_andnot_si128(half, high), k);
-      trail |= bits16(_mm_or_si128(_mm_or_si128(high, stray), in_range(x, 0x40, 0x7E)), k);
-      if (kScore) {
-        kana |= bits16(half, k);
-        mid |= bits16(in_range(x, 0x98, 0xEA), k);
-        odd = _mm_or_si128(odd, _mm_or_si128(equal(x, 0x98), equal(x, 0xEA)));
-      }
-      rare |= bits16(odd, k);
-    }
-    uint64_t next_trails = (tbl::sjis[t[i + 64]] & tbl::kTrail) ? 1 : 0;
-    uint64_t first = pair_starts(lead & ~carry);  // leads where a character begins
-    uint64_t trailed = (trail >> 1) | (next_trails << 63);
-    uint64_t pair = first & trailed;
-    uint64_t second = (pair << 1) | carry;
-    carry = pair >> 63;
-    uint64_t counted = kScore ? counted_bits(i, from) : 0;
+// The bytes of a block of 64 that the Shift_JIS sweep looks at, one bit each.
+struct SjisMasks {
+  uint64_t lead = 0;   // 0x81-0x9F, 0xE0-0xFC
+  uint64_t trail = 0;  // 0x40-0x7E, 0x80-0xFC
+  uint64_t kana = 0;   // 0xA0-0xDF: 0xA0 is taken back where it becomes a blank
+  uint64_t mid = 0;    // first bytes of the pairs that score 2, and 0x98 and 0xEA
+  uint64_t rare = 0;   // controls, 0x80, 0xA0, 0xFD-0xFF; with the score 0x98 and 0xEA
+};
 
-    for (uint64_t m = first & ~trailed; m; m &= m - 1) t[i + lowest_bit(m)] = kBlank;
-    // Controls and 0xFD-0xFF never trail; 0x80 and 0xA0 become blanks unless they trail;
-    // 0x98 and 0xEA begin pairs whose second byte decides the score.
-    for (uint64_t m = rare; m; m &= m - 1) {
-      unsigned bit = lowest_bit(m);
-      unsigned c = t[i + bit];
-      if (c < 0x20) {
-        t[i + bit] = tbl::ctrl_blank[c];
-      } else if (c >= 0xFD) {
-        if (kScore && (counted >> bit & 1)) sum -= 30;
-      } else if (c == 0x80 || c == 0xA0) {
-        if (second >> bit & 1) continue;
-        t[i + bit] = kBlank;
-        if (kScore && c == 0xA0 && (counted >> bit & 1)) --sum;
-      } else if (kScore && (pair & counted) >> bit & 1) {
-        // 0x98 and 0xEA count as 2 below; the second byte decides.
-        unsigned v = (c << 8) | t[i + bit + 1];
-        if (v < 0x989F || v > 0xEAA4) sum += 2;
-      }
-    }
+template <bool kScore>
+inline SjisMasks sjis_masks(const unsigned char* p) {
+  using namespace blocks;
+  SjisMasks m;
+  for (int k = 0; k < 4; ++k) {
+    __m128i x = load16(p + 16 * k);
+    __m128i high = in_range(x, 0x81, 0xFC);
+    __m128i half = in_range(x, 0xA0, 0xDF);
+    __m128i stray = equal(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xDF))), 0x80);
+    __m128i odd = _mm_or_si128(stray, out_of_range(x, 0x20, 0xFC));
+    m.lead |= bits16(_mm_andnot_si128(half, high), k);
+    m.trail |= bits16(_mm_or_si128(_mm_or_si128(high, stray), in_range(x, 0x40, 0x7E)), k);
     if (kScore) {
-      // A pair counts 4, or 2 with its first byte in `mid`; a kana alone 1. Each pair is
-      // counted once by either of its two bytes, and again if its first byte isn't mid.
-      uint64_t p = pair & counted;
-      uint64_t once = p | (p << 1) | (kana & ~second & counted);
-      sum += count_bits_weighted(once, p & ~mid, 2) + static_cast<int64_t>(p >> 63);
+      m.kana |= bits16(half, k);
+      m.mid |= bits16(in_range(x, 0x98, 0xEA), k);
+      odd = _mm_or_si128(odd, _mm_or_si128(equal(x, 0x98), equal(x, 0xEA)));
+    }
+    m.rare |= bits16(odd, k);
+  }
+  return m;
+}
+
+#if defined(__x86_64__)
+// The same masks from one 64-byte vector, where the processor has AVX-512BW.
+__attribute__((target("avx512bw"))) inline uint64_t in_range64(__m512i x, unsigned lo,
+                                                               unsigned hi) {
+  return _mm512_cmple_epu8_mask(_mm512_sub_epi8(x, _mm512_set1_epi8(static_cast<char>(lo))),
+                                _mm512_set1_epi8(static_cast<char>(hi - lo)));
+}
+
+__attribute__((target("avx512bw"))) inline uint64_t equal64(__m512i x, unsigned c) {
+  return _mm512_cmpeq_epi8_mask(x, _mm512_set1_epi8(static_cast<char>(c)));
+}
+
+template <bool kScore>
+__attribute__((target("avx512bw"))) inline SjisMasks sjis_masks_wide(const unsigned char* p) {
+  __m512i x = _mm512_loadu_si512(p);
+  uint64_t high = in_range64(x, 0x81, 0xFC);
+  uint64_t half = in_range64(x, 0xA0, 0xDF);
+  uint64_t stray = equal64(_mm512_and_si512(x, _mm512_set1_epi8(static_cast<char>(0xDF))), 0x80);
+  SjisMasks m;
+  m.lead = high & ~half;
+  m.trail = high | stray | in_range64(x, 0x40, 0x7E);
+  m.rare = stray | ~in_range64(x, 0x20, 0xFC);
+  if (kScore) {
+    m.kana = half;
+    m.mid = in_range64(x, 0x98, 0xEA);
+    m.rare |= equal64(x, 0x98) | equal64(x, 0xEA);
+  }
+  return m;
+}
+#endif
+
+// One block of the sweep at `i`, from its masks. A run of lead bytes begins where a
+// character begins (the byte before it leads nothing), so its pairs follow from where the
+// run begins; an odd run pairs its last byte with the byte behind the block, if that one
+// may trail. `carry` is 1 when t[i] is the second byte of a pair begun in the block before.
+template <bool kScore>
+inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, size_t from,
+                             uint64_t& carry, int64_t& sum) {
+  using namespace blocks;
+  uint64_t next_trails = (tbl::sjis[t[i + 64]] & tbl::kTrail) ? 1 : 0;
+  uint64_t first = pair_starts(b.lead & ~carry);  // leads where a character begins
+  uint64_t trailed = (b.trail >> 1) | (next_trails << 63);
+  uint64_t pair = first & trailed;
+  uint64_t second = (pair << 1) | carry;
+  carry = pair >> 63;
+  uint64_t counted = kScore ? counted_bits(i, from) : 0;
+
+  for (uint64_t m = first & ~trailed; m; m &= m - 1) t[i + lowest_bit(m)] = kBlank;
+  // Controls and 0xFD-0xFF never trail; 0x80 and 0xA0 become blanks unless they trail;
+  // 0x98 and 0xEA begin pairs whose second byte decides the score.
+  for (uint64_t m = b.rare; m; m &= m - 1) {
+    unsigned bit = lowest_bit(m);
+    unsigned c = t[i + bit];
+    if (c < 0x20) {
+      t[i + bit] = tbl::ctrl_blank[c];
+    } else if (c >= 0xFD) {
+      if (kScore && (counted >> bit & 1)) sum -= 30;
+    } else if (c == 0x80 || c == 0xA0) {
+      if (second >> bit & 1) continue;
+      t[i + bit] = kBlank;
+      if (kScore && c == 0xA0 && (counted >> bit & 1)) --sum;
+    } else if (kScore && (pair & counted) >> bit & 1) {
+      // 0x98 and 0xEA count as 2 below; the second byte decides.
+      unsigned v = (c << 8) | t[i + bit + 1];
+      if (v < 0x989F || v > 0xEAA4) sum += 2;
     }
   }
+  if (kScore) {
+    // A pair counts 4, or 2 with its first byte in `mid`; a kana alone 1. Each pair is
+    // counted once by either of its two bytes, and again if its first byte isn't mid.
+    uint64_t p = pair & counted;
+    uint64_t once = p | (p << 1) | (b.kana & ~second & counted);
+    sum += count_bits_weighted(once, p & ~b.mid, 2) + static_cast<int64_t>(p >> 63);
+  }
+}
+
+// The sweep of a Shift_JIS text, 64 bytes at a time while a byte follows the block, so that
+// a lead byte at its end is known to pair or not. Returns where the byte-wise sweep goes
+// on, at the start of a character.
+template <bool kScore>
+size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score) {
+  int64_t sum = 0;
+  uint64_t carry = 0;
+  size_t i = 0;
+  for (; i + 64 < n; i += 64)
+    sweep_sjis_block<kScore>(t, i, sjis_masks<kScore>(t + i), from, carry, sum);
   *score += sum;
   return i + carry;
 }
+
+#if defined(__x86_64__)
+template <bool kScore>
+__attribute__((target("avx512bw"))) size_t clean_sjis_blocks_wide(unsigned char* t, size_t n,
+                                                                  size_t from, int64_t* score) {
+  int64_t sum = 0;
+  uint64_t carry = 0;
+  size_t i = 0;
+  for (; i + 64 < n; i += 64)
+    sweep_sjis_block<kScore>(t, i, sjis_masks_wide<kScore>(t + i), from, carry, sum);
+  *score += sum;
+  return i + carry;
+}
+
+bool narrow_only = false;  // sweep_narrow
+
+bool have_avx512bw() {
+  static const bool yes = __builtin_cpu_supports("avx512bw");
+  return yes && !narrow_only;
+}
+#endif
 #endif
 
 template <bool kScore>
 int64_t clean_sjis(unsigned char* t, size_t n, size_t from) {
   int64_t score = 0;
   size_t i = 0;
-#if defined(__SSE2__)
+#if defined(__SSE2__) && defined(__x86_64__)
+  i = have_avx512bw() ? clean_sjis_blocks_wide<kScore>(t, n, from, &score)
+                      : clean_sjis_blocks<kScore>(t, n, from, &score);
+#elif defined(__SSE2__)
   i = clean_sjis_blocks<kScore>(t, n, from, &score);
 #endif
   return score + clean_sjis_from<kScore>(t, n, from, i);
@@ -398,6 +474,14 @@ int64_t clean_utf8(unsigned char* t, size_t n, size_t from) {
 }
 
 }  // namespace
+
+void sweep_narrow(bool narrow) {
+#if defined(__SSE2__) && defined(__x86_64__)
+  narrow_only = narrow;
+#else
+  (void)narrow;
+#endif
+}
 
 int clean_text(char* text, int code, size_t size, int whole) {
   if (code == kCodeAuto || code > kUtf8) return 1;

@@ -277,8 +277,8 @@ void take_dates(Run& run, Times& times) {
       age_date = first;
       break;
     }
-    bool sage = field_text(log, mail, static_cast<size_t>(mail_end - mail), scratch)
-                    .find("sage") != std::string_view::npos;
+    bool sage = field_text(log, mail, static_cast<size_t>(mail_end - mail), scratch).find("sage") !=
+                std::string_view::npos;
     const char* date = mail_end + sep.size();
     const char* stop = std::strchr(date, sep[0]);
     if (stop) {

@@ -554,7 +554,13 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
 }
 
 TEST(CleanText, ShiftJisAgreesWithTheBytewiseSweep) {
-  sweep_against_bytewise(kSjis, sjis_swept_bytewise);
+  // Both vector widths, whichever this processor has.
+  for (bool narrow : {false, true}) {
+    SCOPED_TRACE(narrow ? "16-byte vectors" : "widest vectors");
+    sweep_narrow(narrow);
+    sweep_against_bytewise(kSjis, sjis_swept_bytewise);
+  }
+  sweep_narrow(false);
 }
 
 TEST(CleanText, EucJpAgreesWithTheBytewiseSweep) {

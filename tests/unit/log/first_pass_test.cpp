@@ -171,8 +171,7 @@ TEST_F(FirstPassTest, PostsLeftInShiftJisReadAsUtf8) {
   } cases[] = {
       {"sage within a character", hidden, hidden, "2006010100030000", "2006010100020000"},
       {"the same in EUC-JP", euc, hidden, "2006010100030000", "2006010100020000"},
-      {"half-width kana", post(1) + kana, post(1) + kana, "2006010100030000",
-       "2006010100010000"},
+      {"half-width kana", post(1) + kana, post(1) + kana, "2006010100030000", "2006010100010000"},
   };
   for (const Case& c : cases) {
     ASSERT_EQ(read_into(c.bytes, kUtf8), 0) << c.what;
