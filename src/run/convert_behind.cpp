@@ -13,8 +13,8 @@ namespace tz {
 
 namespace {
 
-// Threads that may wait for the converter besides the one in work. Each holds its log
-// buffer, so more would cost memory for little: the two cores are busy with two.
+// Threads the converter may hold at once: the one in work and one waiting. Each holds
+// its log buffer, so more would cost memory for little: a third gained no time.
 constexpr size_t kSlots = 2;
 
 }  // namespace

@@ -1,8 +1,8 @@
 // Threads are converted behind the reading: while a second thread turns logs into their
-// texts and writes them, the main thread goes on to identify and read the next. A few
-// threads may wait for the converter, so that a long log on one side doesn't hold up
-// the other. Each waiting thread has a Run of its own, which takes over the settings and
-// strings of the main one, its log buffer and its open output.
+// texts and writes them, the main thread goes on to identify and read the next. One
+// thread may wait while another is converted, so that a long log on one side doesn't
+// hold up the other. Each thread handed over has a Run of its own, which takes over the
+// settings and strings of the main one, its log buffer and its open output.
 #pragma once
 
 #include <condition_variable>
