@@ -80,6 +80,11 @@ void ConvertBehind::hand_over(Run& run, bool stamp, int64_t time) {
   wake_.notify_one();
 }
 
+bool ConvertBehind::full() {
+  std::lock_guard<std::mutex> lock(mu_);
+  return held_ >= slots_.size();
+}
+
 bool ConvertBehind::has_path(const std::string& path) const {
   for (size_t i = 0; i < held_; ++i)
     if (slots_[(next_ + i) % slots_.size()].path == path) return true;

@@ -34,6 +34,8 @@ class ConvertBehind {
   // another log buffer and no open output. The output is closed behind it, and given
   // `time` with `stamp`.
   void hand_over(Run& run, bool stamp, int64_t time);
+  // Whether a thread handed over now would wait for room.
+  bool full();
   // Waits until no thread taken over is to be written to `path`.
   void wait_for(const std::string& path);
   // Waits until every thread taken over is written.

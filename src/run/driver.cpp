@@ -24,6 +24,9 @@ namespace tz {
 
 namespace {
 
+// The largest log text converted on the main thread when the converter is busy.
+constexpr size_t kConvertHereMax = 1 << 20;
+
 // What the driver keeps besides the batch record.
 struct DriverState {
   int single = 0;
@@ -228,7 +231,12 @@ void file_steps(Run& run, DriverState& ds) {
   bool show = !b.list_only || c.dst_null;
   bool convert = !c.dst_null && (!b.list_only || c.i_first);
   if (show) progress_line(run, f.ow);
-  if (convert && run.behind && ConvertBehind::takes(run)) {
+  // A log the converter has no room for is converted here rather than waited for, when
+  // it is small and in the output code already: otherwise this side would need buffers
+  // as large as the converter's.
+  const bool wait_for_room = run.log.utf8_due || run.log.len > kConvertHereMax;
+  if (convert && run.behind && ConvertBehind::takes(run) &&
+      (wait_for_room || !run.behind->full())) {
     const os::FileInfo* src = c.ct ? source_status(run) : nullptr;
     run.behind->hand_over(run, src != nullptr, src ? source_time(*src) : 0);
   } else {
