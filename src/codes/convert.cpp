@@ -309,6 +309,8 @@ size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score
 }
 
 #if defined(__x86_64__)
+// The same loop built for AVX-512BW: the wide masks can only be made inline in a function
+// of that target, and the block's bit work is inlined into either.
 template <bool kScore>
 __attribute__((target("avx512bw"))) size_t clean_sjis_blocks_wide(unsigned char* t, size_t n,
                                                                   size_t from, int64_t* score) {
