@@ -68,12 +68,8 @@ void ConvertBehind::hand_over(Run& run, bool stamp, int64_t time) {
   slot.path = w.out.path;
   ++held_;
   if (alone_) {
-    lock.unlock();
-    convert(slot);
-    lock.lock();
-    slot.path.clear();
-    --held_;
-    next_ = (next_ + 1) % slots_.size();
+    // Nothing else is held: the slot just filled is the first.
+    convert_first(lock);
     return;
   }
   lock.unlock();
@@ -120,15 +116,19 @@ void ConvertBehind::work() {
   for (;;) {
     wake_.wait(lock, [this] { return stop_ || held_ > 0; });
     if (held_ == 0) return;
-    Slot& slot = slots_[next_];
-    lock.unlock();
-    convert(slot);
-    lock.lock();
-    slot.path.clear();
-    --held_;
-    next_ = (next_ + 1) % slots_.size();
+    convert_first(lock);
     done_.notify_all();
   }
+}
+
+void ConvertBehind::convert_first(std::unique_lock<std::mutex>& lock) {
+  Slot& slot = slots_[next_];
+  lock.unlock();
+  convert(slot);
+  lock.lock();
+  slot.path.clear();
+  --held_;
+  next_ = (next_ + 1) % slots_.size();
 }
 
 // Runs on the converter's thread, in the slot's own run: nothing it touches is the main

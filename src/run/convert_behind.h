@@ -55,6 +55,8 @@ class ConvertBehind {
   };
   void work();
   void convert(Slot& slot);
+  // Converts the slot handed over first and frees it; `lock` is held before and after.
+  void convert_first(std::unique_lock<std::mutex>& lock);
   bool has_path(const std::string& path) const;
 
   std::vector<Slot> slots_;  // a ring: the converter takes them in the order handed over
