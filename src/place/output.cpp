@@ -23,7 +23,7 @@ namespace {
 constexpr size_t kPathCut = 255;
 // A name made by /t is cut here, to leave room for the piece number, mark and extension.
 constexpr size_t kNameCut = 236;
-constexpr size_t kOutBlock = 1 << 20;  // most outputs go out in one write
+constexpr size_t kOutBlock = 1 << 18;  // most outputs go out in one write
 
 void append_cut(std::string& to, std::string_view piece, size_t limit) {
   to.append(piece.substr(0, piece.size() < limit ? piece.size() : limit));

@@ -232,9 +232,8 @@ void file_steps(Run& run, DriverState& ds) {
   bool convert = !c.dst_null && (!b.list_only || c.i_first);
   if (show) progress_line(run, f.ow);
   // A log the converter has no room for is converted here rather than waited for, when
-  // it is small and in the output code already: otherwise this side would need buffers
-  // as large as the converter's.
-  const bool wait_for_room = run.log.utf8_due || run.log.len > kConvertHereMax;
+  // it is small: this side's buffers then stay small.
+  const bool wait_for_room = run.log.len > kConvertHereMax;
   if (convert && run.behind && ConvertBehind::takes(run) &&
       (wait_for_room || !run.behind->full())) {
     const os::FileInfo* src = c.ct ? source_status(run) : nullptr;
