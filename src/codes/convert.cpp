@@ -17,6 +17,7 @@
 #include "codes/code_tables.h"
 #include "codes/cp932.h"
 #include "codes/guess.h"
+#include "common/byte_search.h"
 #include "common/byte_tables.h"
 #include "run/fatal.h"
 #include "run/run.h"
@@ -253,9 +254,9 @@ __attribute__((target("avx512bw"))) inline SjisMasks sjis_masks_wide(const unsig
 // character begins (the byte before it leads nothing), so its pairs follow from where the
 // run begins; an odd run pairs its last byte with the byte behind the block, if that one
 // may trail. `carry` is 1 when t[i] is the second byte of a pair begun in the block before.
-template <bool kScore>
+template <bool kScore, bool kCount>
 inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, size_t from,
-                             uint64_t& carry, int64_t& sum) {
+                             uint64_t& carry, int64_t& sum, LineEnds& ends) {
   using namespace blocks;
   uint64_t next_trails = (tbl::sjis[t[i + 64]] & tbl::kTrail) ? 1 : 0;
   uint64_t first = pair_starts(b.lead & ~carry);  // leads where a character begins
@@ -273,6 +274,10 @@ inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, siz
     unsigned c = t[i + bit];
     if (c < 0x20) {
       t[i + bit] = tbl::ctrl_blank[c];
+      if (kCount) {
+        ends.lf += c == '\n';
+        ends.cr += c == '\r';
+      }
     } else if (c >= 0xFD) {
       if (kScore && (counted >> bit & 1)) sum -= 30;
     } else if (c == 0x80 || c == 0xA0) {
@@ -297,13 +302,14 @@ inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, siz
 // The sweep of a Shift_JIS text, 64 bytes at a time while a byte follows the block, so that
 // a lead byte at its end is known to pair or not. Returns where the byte-wise sweep goes
 // on, at the start of a character.
-template <bool kScore>
-size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score) {
+template <bool kScore, bool kCount>
+size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score,
+                         LineEnds& ends) {
   int64_t sum = 0;
   uint64_t carry = 0;
   size_t i = 0;
   for (; i + 64 < n; i += 64)
-    sweep_sjis_block<kScore>(t, i, sjis_masks<kScore>(t + i), from, carry, sum);
+    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks<kScore>(t + i), from, carry, sum, ends);
   *score += sum;
   return i + carry;
 }
@@ -311,14 +317,16 @@ size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score
 #if defined(__x86_64__)
 // The same loop built for AVX-512BW: the wide masks can only be made inline in a function
 // of that target, and the block's bit work is inlined into either.
-template <bool kScore>
+template <bool kScore, bool kCount>
 __attribute__((target("avx512bw"))) size_t clean_sjis_blocks_wide(unsigned char* t, size_t n,
-                                                                  size_t from, int64_t* score) {
+                                                                  size_t from, int64_t* score,
+                                                                  LineEnds& ends) {
   int64_t sum = 0;
   uint64_t carry = 0;
   size_t i = 0;
   for (; i + 64 < n; i += 64)
-    sweep_sjis_block<kScore>(t, i, sjis_masks_wide<kScore>(t + i), from, carry, sum);
+    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks_wide<kScore>(t + i), from, carry, sum,
+                                     ends);
   *score += sum;
   return i + carry;
 }
@@ -332,17 +340,27 @@ bool have_avx512bw() {
 #endif
 #endif
 
-template <bool kScore>
-int64_t clean_sjis(unsigned char* t, size_t n, size_t from) {
+// With kCount, `ends` gets the line ends of the swept text: the blocks count them as they
+// pass the controls, and the few bytes behind the blocks are counted apart.
+template <bool kScore, bool kCount = false>
+int64_t clean_sjis(unsigned char* t, size_t n, size_t from, LineEnds* ends = nullptr) {
   int64_t score = 0;
   size_t i = 0;
+  LineEnds counted;
 #if defined(__SSE2__) && defined(__x86_64__)
-  i = have_avx512bw() ? clean_sjis_blocks_wide<kScore>(t, n, from, &score)
-                      : clean_sjis_blocks<kScore>(t, n, from, &score);
+  i = have_avx512bw() ? clean_sjis_blocks_wide<kScore, kCount>(t, n, from, &score, counted)
+                      : clean_sjis_blocks<kScore, kCount>(t, n, from, &score, counted);
 #elif defined(__SSE2__)
-  i = clean_sjis_blocks<kScore>(t, n, from, &score);
+  i = clean_sjis_blocks<kScore, kCount>(t, n, from, &score, counted);
 #endif
-  return score + clean_sjis_from<kScore>(t, n, from, i);
+  score += clean_sjis_from<kScore>(t, n, from, i);
+  if (kCount) {
+    const char* rest = reinterpret_cast<const char*>(t);
+    count_two(rest + i, rest + n, '\n', '\r', &ends->lf, &ends->cr);
+    ends->lf += counted.lf;
+    ends->cr += counted.cr;
+  }
+  return score;
 }
 
 // Sweeps an EUC-JP text from `i`, where a character begins, to its end; with kScore it
@@ -500,6 +518,17 @@ int clean_text(char* text, int code, size_t size, int whole) {
   else
     clean_utf8<false>(t, n, 0);
   return 0;
+}
+
+int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
+  *ends = LineEnds{};
+  if (code == kSjis) {
+    clean_sjis<false, true>(ubytes(text), size, 0, ends);
+    return 0;
+  }
+  const int result = clean_text(text, code, size, 1);
+  count_two(text, text + size, '\n', '\r', &ends->lf, &ends->cr);
+  return result;
 }
 
 int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score) {

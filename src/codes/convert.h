@@ -32,6 +32,16 @@ void convert_code(Run& run, std::string& text, int from, int to, size_t size);
 int clean_text(char* text, int code, size_t size, int whole);
 int clean_text(std::string& text, int code, size_t size);
 
+// The line feeds and carriage returns of a text.
+struct LineEnds {
+  size_t lf = 0;
+  size_t cr = 0;
+};
+
+// clean_text of `size` bytes whatever NUL bytes stand among them (`whole` 1), which also
+// counts the line ends of the swept text into `ends`.
+int clean_text_counted(char* text, int code, size_t size, LineEnds* ends);
+
 // clean_text of `size` bytes whatever NUL bytes stand among them, which also gives the
 // score that guess_code would give the swept text from `from` on in its own code (for
 // Shift_JIS before halving). `from` must lie where a character begins.

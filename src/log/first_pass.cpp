@@ -189,9 +189,11 @@ int read_log(Run& run) {
   char* text = log.sfile.data();
   text[got] = '\0';
   // The sweep scores the text only when its code is to be guessed for a conversion.
+  // Without a conversion the text stays as swept, so the sweep counts its line ends.
   int64_t own = 0;
+  LineEnds ends;
   bool swept = run.code_conv ? clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0
-                             : clean_text(text, f.code_in, got, 1) == 0;
+                             : clean_text_counted(text, f.code_in, got, &ends) == 0;
   log.len = got;
   if (run.code_conv && log.log_first < got) {
     // The code is guessed afresh from the text of the posts. The sweep has scored that
@@ -230,12 +232,22 @@ int read_log(Run& run) {
     text = log.sfile.data();
   }
 
+  // The posts' line ends: those of the whole text but for the few before the first post
+  // and behind the last, where the sweep counted them.
   size_t lfs = 0;
   size_t crs = 0;
   if (log.log_first <= log.log_last) {
     const char* from = text + log.log_first;
     const char* to = text + (log.log_last < log.len ? log.log_last + 1 : log.len);
-    count_two(from, to, '\n', '\r', &lfs, &crs);
+    if (run.code_conv) {
+      count_two(from, to, '\n', '\r', &lfs, &crs);
+    } else {
+      size_t head_lf = 0, head_cr = 0, tail_lf = 0, tail_cr = 0;
+      count_two(text, from, '\n', '\r', &head_lf, &head_cr);
+      count_two(to, text + log.len, '\n', '\r', &tail_lf, &tail_cr);
+      lfs = ends.lf - head_lf - tail_lf;
+      crs = ends.cr - head_cr - tail_cr;
+    }
   }
   f.rescount = static_cast<int>(lfs);
   f.fsize -= static_cast<int64_t>(crs);

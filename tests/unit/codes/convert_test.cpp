@@ -550,6 +550,16 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
     std::vector<char> plain(in.begin(), in.end());
     clean_text(plain.data(), code, plain.size(), 1);
     ASSERT_EQ(std::string(plain.begin(), plain.end()), want) << "round " << round;
+
+    // The sweep that counts line ends: the same text, and the ends of the swept text.
+    std::vector<char> counted(in.begin(), in.end());
+    LineEnds ends;
+    clean_text_counted(counted.data(), code, counted.size(), &ends);
+    ASSERT_EQ(std::string(counted.begin(), counted.end()), want) << "round " << round;
+    ASSERT_EQ(ends.lf, static_cast<size_t>(std::count(want.begin(), want.end(), '\n')))
+        << "round " << round;
+    ASSERT_EQ(ends.cr, static_cast<size_t>(std::count(want.begin(), want.end(), '\r')))
+        << "round " << round;
   }
 }
 
