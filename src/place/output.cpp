@@ -439,8 +439,18 @@ bool send_block(Run& run, bool last, bool stamp, int64_t time) {
 bool append_output(Run& run, std::string_view text) {
   OutputFile& out = run.out;
   if (out.fd < 0) return false;
-  out.block.insert(out.block.end(), text.begin(), text.end());
-  out.bytes += static_cast<int64_t>(text.size());
+  if (!text.empty()) std::memcpy(output_room(run, text.size()), text.data(), text.size());
+  return commit_output(run, text.size());
+}
+
+char* output_room(Run& run, size_t n) {
+  return run.out.block.room_for(n);
+}
+
+bool commit_output(Run& run, size_t n) {
+  OutputFile& out = run.out;
+  out.block.grow(n);
+  out.bytes += static_cast<int64_t>(n);
   if (out.block.size() < kOutBlock) return true;
   bool clean = send_block(run, false, false, 0);
   out.failed = out.failed || !clean;

@@ -24,6 +24,11 @@ bool open_file_for(Run& run, const std::string& path);
 bool output_is_open(const Run& run);
 // Adds text to the output. False when writing it has failed.
 bool append_output(Run& run, std::string_view text);
+// Room for `n` bytes behind the text of the open output, to be written there and then
+// counted by commit_output, which sends the block on when it is full (false when that
+// has failed).
+char* output_room(Run& run, size_t n);
+bool commit_output(Run& run, size_t n);
 // Closes the output once all of it is written; with `stamp` it takes `time` as its
 // times. Its size goes into the totals of the run.
 void close_output(Run& run, bool stamp, int64_t time);

@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "place/text_block.h"
+
 namespace tz {
 
 // The output file in hand: its text gathers in a block that is written when it is full
@@ -20,7 +22,7 @@ namespace tz {
 struct OutputFile {
   int fd = -1;
   std::string path;
-  std::vector<char> block;
+  TextBlock block;
   int64_t bytes = 0;    // handed over since it was opened
   bool failed = false;  // writing some of it failed (when written here, not behind)
 };
@@ -53,7 +55,7 @@ class WriteBehind {
   // Hands over `block` for `fd` (and leaves an empty block with room in its place). With
   // `last` the file is closed behind it, and given `time` with `stamp`. Waits while as
   // many blocks as the queue holds are waiting.
-  void put(int fd, const std::string& path, std::vector<char>& block, bool last, bool stamp,
+  void put(int fd, const std::string& path, TextBlock& block, bool last, bool stamp,
            int64_t time);
   // Waits until nothing handed over for `path` is left to do.
   void wait_for(const std::string& path);
@@ -68,7 +70,7 @@ class WriteBehind {
   struct Job {
     int fd;
     std::string path;
-    std::vector<char> block;
+    TextBlock block;
     bool last;
     bool stamp;
     int64_t time;
@@ -91,7 +93,7 @@ class WriteBehind {
   std::string busy_path_;
   bool stop_ = false;
   bool alone_ = false;  // the thread could not be started
-  std::vector<std::vector<char>> spare_;
+  std::vector<TextBlock> spare_;
   std::vector<WriteFailure> failures_;
   int64_t written_hi_ = 0;
   int64_t written_lo_ = 0;

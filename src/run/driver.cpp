@@ -242,6 +242,10 @@ void file_steps(Run& run, DriverState& ds) {
     if (convert) {
       bring_posts_into_utf8(run);
       convert_thread(run, b.list_only, 0, times);
+      // Bringing the log into UTF-8 swaps its buffer with the work block. The larger of
+      // the two stays the log buffer, so that this side holds one block as large as the
+      // largest log, not two.
+      if (run.conv_block.size() > run.log.sfile.size()) std::swap(run.conv_block, run.log.sfile);
     }
     if (!b.list_only) {
       if (f.pieces == -1) {

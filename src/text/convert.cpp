@@ -139,7 +139,8 @@ void flush_posts(Run& run) {
   cs.posts_len = 0;
 }
 
-// Builds the block of the post in hand. The blocks of many posts are written at once.
+// Builds the block of the post in hand: straight into the output file's block, or, for
+// standard output, among the blocks of other posts that are written at once.
 void write_post(Run& run, int post_no, const Layout& lay) {
   Post& post = run.post;
   ConvertState& cs = run.conv;
@@ -157,7 +158,9 @@ void write_post(Run& run, int post_no, const Layout& lay) {
                       post.mail.size() + lay.mail_close.size + lay.no_mail.size +
                       lay.before_date.size + post.date.size() + lang.size() + lay.before_body.size +
                       post.body.size() + note.size() + lay.after_body.size + sizeof Piece::text;
-  char* const start = post_room(cs, need);
+  const bool in_file = !run.cmdm.st && output_is_open(run);
+  if (in_file) flush_posts(run);
+  char* const start = in_file ? output_room(run, need) : post_room(cs, need);
   char* w = start;
   auto put = [&](std::string_view v) TZ_INLINE {
     copy_bytes(w, v.data(), v.size());
@@ -188,7 +191,12 @@ void write_post(Run& run, int post_no, const Layout& lay) {
   put(post.body);
   put(note);
   put_piece(lay.after_body);
-  cs.posts_len += static_cast<size_t>(w - start);
+  const auto built = static_cast<size_t>(w - start);
+  if (in_file) {
+    commit_output(run, built);
+    return;
+  }
+  cs.posts_len += built;
   if (cs.posts_len >= kPostBatch) flush_posts(run);
 }
 

@@ -21,8 +21,10 @@ namespace {
 
 using testing_cmdline::TempDir;
 
-std::vector<char> bytes(const std::string& s) {
-  return std::vector<char>(s.begin(), s.end());
+TextBlock bytes(const std::string& s) {
+  TextBlock block;
+  block.append(s.data(), s.size());
+  return block;
 }
 
 // Blocks of several files handed over in turns: each file gets its blocks in order,
@@ -47,7 +49,7 @@ TEST(WriteBehind, WritesInterleavedFilesWhole) {
     for (size_t i = 0; i < files.size(); ++i) {
       const File& f = files[i];
       if (turn >= f.blocks.size()) continue;
-      std::vector<char> block = bytes(f.blocks[turn]);
+      TextBlock block = bytes(f.blocks[turn]);
       const bool last = turn + 1 == f.blocks.size();
       writer.put(fds[i], dir.at(f.name), block, last, f.stamp, f.time);
       EXPECT_TRUE(block.empty());
@@ -81,7 +83,7 @@ TEST(WriteBehind, WaitForAPathEndsWhenItIsWritten) {
   const std::string path = dir.at("big.txt");
   const std::string text(4 << 20, 'x');
   int fd = os::open_write(path);
-  std::vector<char> block = bytes(text);
+  TextBlock block = bytes(text);
   writer.put(fd, path, block, true, false, 0);
   writer.wait_for(path);
   EXPECT_EQ(read_file(path).size(), text.size());
@@ -95,7 +97,7 @@ TEST(WriteBehind, TellsAFileThatCouldNotBeWritten) {
   WriteBehind writer;
   int fd = ::open(path.c_str(), O_RDONLY);
   ASSERT_GE(fd, 0);
-  std::vector<char> block = bytes("text");
+  TextBlock block = bytes("text");
   writer.put(fd, path, block, true, false, 0);
   writer.drain();
   std::vector<WriteFailure> failures = writer.take_failures();
