@@ -104,25 +104,25 @@ __attribute__((target("avx2"))) char* scan_line_avx2(LineScan& ls, char* p, cons
 // Finds the line feed of the line at `line` and its separators: with no `limit` the
 // line feed first, then the separators in front of it; with a `limit` up to which the
 // buffer may be read, both in one walk.
-LineScan scan_line(char* line, const char* limit) {
-  LineScan ls;
+// `ls` is the caller's own, filled in place rather than returned and copied, once a
+// line of every log.
+void scan_line(LineScan& ls, char* line, const char* limit) {
 #if defined(TZ_HAVE_AVX2_PATH)
   if (limit != nullptr && __builtin_cpu_supports("avx2")) {
     bool done;
     char* p = scan_line_avx2(ls, line, limit, &done);
-    if (done) return ls;
+    if (done) return;
     // The buffer's last bytes: its NUL lies below `limit`.
     for (; *p != '\n' && *p != '\0'; ++p) {
       if (p[0] == '<' && p[1] == '>' && ls.found < 6) ls.at[ls.found++] = p;
     }
     ls.lfeed = *p == '\n' ? p : nullptr;
-    return ls;
+    return;
   }
 #endif
   (void)limit;
   ls.lfeed = std::strchr(line, '\n');
   if (ls.lfeed) find_seps(ls, line, ls.lfeed);
-  return ls;
 }
 
 void clear_post_rows(Run& run) {
@@ -138,7 +138,7 @@ void next_line(Run& run, char* line, const char* limit) {
   LineFields& lf = run.line;
   for (int i = 1; i <= 6; ++i) lf.fields[i] = nullptr;
   LineScan ls;
-  if (line) ls = scan_line(line, limit);
+  if (line) scan_line(ls, line, limit);
   char* const lfeed = ls.lfeed;
   if (!lfeed) {
     lf.end_flag = 1;
