@@ -300,35 +300,36 @@ inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, siz
 }
 
 // The sweep of a Shift_JIS text, 64 bytes at a time while a byte follows the block, so that
-// a lead byte at its end is known to pair or not. Returns where the byte-wise sweep goes
-// on, at the start of a character.
+// a lead byte at its end is known to pair or not. It goes on from `st` over the first `n`
+// bytes; the byte-wise sweep goes on at st.i + st.carry, the start of a character.
 template <bool kScore, bool kCount>
-size_t clean_sjis_blocks(unsigned char* t, size_t n, size_t from, int64_t* score,
-                         LineEnds& ends) {
+void clean_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) {
   int64_t sum = 0;
-  uint64_t carry = 0;
-  size_t i = 0;
+  uint64_t carry = st.carry;
+  size_t i = st.i;
   for (; i + 64 < n; i += 64)
-    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks<kScore>(t + i), from, carry, sum, ends);
-  *score += sum;
-  return i + carry;
+    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks<kScore>(t + i), from, carry, sum,
+                                     st.ends);
+  st.score += sum;
+  st.i = i;
+  st.carry = carry;
 }
 
 #if defined(__x86_64__)
 // The same loop built for AVX-512BW: the wide masks can only be made inline in a function
 // of that target, and the block's bit work is inlined into either.
 template <bool kScore, bool kCount>
-__attribute__((target("avx512bw"))) size_t clean_sjis_blocks_wide(unsigned char* t, size_t n,
-                                                                  size_t from, int64_t* score,
-                                                                  LineEnds& ends) {
+__attribute__((target("avx512bw"))) void clean_sjis_blocks_wide(unsigned char* t, size_t n,
+                                                                size_t from, BlockSweep& st) {
   int64_t sum = 0;
-  uint64_t carry = 0;
-  size_t i = 0;
+  uint64_t carry = st.carry;
+  size_t i = st.i;
   for (; i + 64 < n; i += 64)
     sweep_sjis_block<kScore, kCount>(t, i, sjis_masks_wide<kScore>(t + i), from, carry, sum,
-                                     ends);
-  *score += sum;
-  return i + carry;
+                                     st.ends);
+  st.score += sum;
+  st.i = i;
+  st.carry = carry;
 }
 
 bool narrow_only = false;  // sweep_narrow
@@ -340,27 +341,44 @@ bool have_avx512bw() {
 #endif
 #endif
 
-// With kCount, `ends` gets the line ends of the swept text: the blocks count them as they
-// pass the controls, and the few bytes behind the blocks are counted apart.
-template <bool kScore, bool kCount = false>
-int64_t clean_sjis(unsigned char* t, size_t n, size_t from, LineEnds* ends = nullptr) {
-  int64_t score = 0;
-  size_t i = 0;
-  LineEnds counted;
+// The blocks of the sweep so far, then the rest byte by byte. With kCount, `ends` gets the
+// line ends of the swept text: the blocks count them as they pass the controls, and the
+// few bytes behind the blocks are counted apart.
+template <bool kScore, bool kCount>
+void sweep_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) {
 #if defined(__SSE2__) && defined(__x86_64__)
-  i = have_avx512bw() ? clean_sjis_blocks_wide<kScore, kCount>(t, n, from, &score, counted)
-                      : clean_sjis_blocks<kScore, kCount>(t, n, from, &score, counted);
+  if (have_avx512bw())
+    clean_sjis_blocks_wide<kScore, kCount>(t, n, from, st);
+  else
+    clean_sjis_blocks<kScore, kCount>(t, n, from, st);
 #elif defined(__SSE2__)
-  i = clean_sjis_blocks<kScore, kCount>(t, n, from, &score, counted);
+  clean_sjis_blocks<kScore, kCount>(t, n, from, st);
+#else
+  (void)t, (void)n, (void)from, (void)st;
 #endif
-  score += clean_sjis_from<kScore>(t, n, from, i);
+}
+
+template <bool kScore, bool kCount>
+int64_t finish_sjis(unsigned char* t, size_t n, size_t from, BlockSweep& st, LineEnds* ends) {
+  sweep_sjis_blocks<kScore, kCount>(t, n, from, st);
+  const size_t i = st.i + st.carry;
+  const int64_t score = st.score + clean_sjis_from<kScore>(t, n, from, i);
   if (kCount) {
     const char* rest = reinterpret_cast<const char*>(t);
-    count_two(rest + i, rest + n, '\n', '\r', &ends->lf, &ends->cr);
-    ends->lf += counted.lf;
-    ends->cr += counted.cr;
+    *ends = st.ends;
+    size_t lf = 0;
+    size_t cr = 0;
+    count_two(rest + i, rest + n, '\n', '\r', &lf, &cr);
+    ends->lf += lf;
+    ends->cr += cr;
   }
   return score;
+}
+
+template <bool kScore, bool kCount = false>
+int64_t clean_sjis(unsigned char* t, size_t n, size_t from, LineEnds* ends = nullptr) {
+  BlockSweep st;
+  return finish_sjis<kScore, kCount>(t, n, from, st, ends);
 }
 
 // Sweeps an EUC-JP text from `i`, where a character begins, to its end; with kScore it
@@ -529,6 +547,16 @@ int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
   const int result = clean_text(text, code, size, 1);
   count_two(text, text + size, '\n', '\r', &ends->lf, &ends->cr);
   return result;
+}
+
+void SjisSweep::take(size_t n) {
+  sweep_sjis_blocks<false, true>(ubytes(text_), n, 0, state_);
+}
+
+LineEnds SjisSweep::finish(size_t n) {
+  LineEnds ends;
+  finish_sjis<false, true>(ubytes(text_), n, 0, state_, &ends);
+  return ends;
 }
 
 int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score) {

@@ -42,6 +42,29 @@ struct LineEnds {
 // counts the line ends of the swept text into `ends`.
 int clean_text_counted(char* text, int code, size_t size, LineEnds* ends);
 
+// Where a Shift_JIS sweep stands: the blocks of 64 bytes swept so far.
+struct BlockSweep {
+  size_t i = 0;        // the next block
+  uint64_t carry = 0;  // 1 when byte i is the second of a pair begun before it
+  int64_t score = 0;
+  LineEnds ends;
+};
+
+// clean_text_counted of a Shift_JIS text that is read in pieces: each piece is swept as
+// it comes in, while it is still in the processor's cache. The text is the same.
+class SjisSweep {
+ public:
+  explicit SjisSweep(char* text) : text_(text) {}
+  // Sweeps what it can of the first `n` bytes, which have been read.
+  void take(size_t n);
+  // Sweeps the rest of the `n` bytes of the whole text; its line ends.
+  LineEnds finish(size_t n);
+
+ private:
+  char* text_;
+  BlockSweep state_;
+};
+
 // clean_text of `size` bytes whatever NUL bytes stand among them, which also gives the
 // score that guess_code would give the swept text from `from` on in its own code (for
 // Shift_JIS before halving). `from` must lie where a character begins.

@@ -23,6 +23,7 @@ namespace {
 constexpr size_t kWalkBlock = 204800;  // most logs of a long walk fit one block
 constexpr int kLineGiveUp = 10000;
 constexpr size_t kDateCut = 254;
+constexpr size_t kReadPiece = 256 * 1024;  // read and swept while it stays in the cache
 
 // Finds the first post line from the head: the first line with 3 or more separators.
 size_t find_first_post(const char* text, size_t len, int look) {
@@ -175,9 +176,16 @@ int read_log(Run& run) {
   size_t want = static_cast<size_t>(f.fsize);
   if (want > log.sfile.size() - 1) want = log.sfile.size() - 1;
   size_t got = src.have < want ? src.have : want;
-  if (got < want && !src.failed) {
-    got += os::read_bytes(src.fd, log.sfile.data() + got, want - got, &src.failed);
+  // A Shift_JIS log that is not converted is swept piece by piece as it is read.
+  const bool sweep_as_read = !run.code_conv && f.code_in == kSjis;
+  SjisSweep sweep(log.sfile.data());
+  while (got < want && !src.failed) {
+    const size_t part = sweep_as_read && want - got > kReadPiece ? kReadPiece : want - got;
+    const size_t n = os::read_bytes(src.fd, log.sfile.data() + got, part, &src.failed);
+    got += n;
     if (src.failed) src.err = errno;
+    if (sweep_as_read) sweep.take(got);
+    if (n < part) break;
   }
   if (got == 0 || src.failed) {
     run.last_err = src.failed ? src.err : errno;
@@ -192,8 +200,13 @@ int read_log(Run& run) {
   // Without a conversion the text stays as swept, so the sweep counts its line ends.
   int64_t own = 0;
   LineEnds ends;
-  bool swept = run.code_conv ? clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0
-                             : clean_text_counted(text, f.code_in, got, &ends) == 0;
+  bool swept = true;
+  if (run.code_conv)
+    swept = clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0;
+  else if (sweep_as_read)
+    ends = sweep.finish(got);
+  else
+    swept = clean_text_counted(text, f.code_in, got, &ends) == 0;
   log.len = got;
   if (run.code_conv && log.log_first < got) {
     // The code is guessed afresh from the text of the posts. The sweep has scored that

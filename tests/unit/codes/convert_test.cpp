@@ -560,6 +560,19 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
         << "round " << round;
     ASSERT_EQ(ends.cr, static_cast<size_t>(std::count(want.begin(), want.end(), '\r')))
         << "round " << round;
+
+    if (code != kSjis) continue;
+    // The same sweep over pieces as they are read: cut anywhere, near block edges too.
+    std::vector<char> pieces(in.begin(), in.end());
+    SjisSweep sweep(pieces.data());
+    for (size_t have = 0; have < in.size();) {
+      have += round % 3 == 0 ? 64 * (1 + round % 5) + round % 7 - 3 : 1 + texts.from(in.size());
+      sweep.take(have < in.size() ? have : in.size());
+    }
+    const LineEnds piece_ends = sweep.finish(in.size());
+    ASSERT_EQ(std::string(pieces.begin(), pieces.end()), want) << "round " << round;
+    ASSERT_EQ(piece_ends.lf, ends.lf) << "round " << round;
+    ASSERT_EQ(piece_ends.cr, ends.cr) << "round " << round;
   }
 }
 
