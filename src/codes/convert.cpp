@@ -479,35 +479,96 @@ int64_t clean_euc(unsigned char* t, size_t n, size_t from) {
   return score + clean_euc_from<kScore>(t, n, from, i);
 }
 
+// Sweeps the UTF-8 character at `i` (a character's start) and returns where the next
+// begins; with kScore a whole sequence from `from` on adds its length to `score`.
+template <bool kScore>
+inline size_t clean_utf8_char(unsigned char* t, size_t n, size_t from, size_t i,
+                              int64_t& score) {
+  unsigned c = tbl::ctrl_blank[t[i]];
+  t[i] = static_cast<unsigned char>(c);
+  if (c <= 0x7F) return i + 1;
+  if (c < 0xC2 || c > 0xFD) {
+    t[i] = kBlank;
+    return i + 1;
+  }
+  size_t len = c <= 0xDF ? 2 : c <= 0xEF ? 3 : c <= 0xF7 ? 4 : c <= 0xFB ? 5 : 6;
+  size_t k = 1;
+  while (k < len && i + k < n && (t[i + k] & 0xC0) == 0x80) ++k;
+  if (k == len) {
+    if (kScore && i >= from) score += static_cast<int64_t>(len);
+    return i + len;
+  }
+  // A broken sequence: its bytes so far and the byte that broke it become blanks.
+  size_t stop = i + k < n ? i + k + 1 : n;
+  for (size_t j = i; j < stop; ++j) t[j] = kBlank;
+  return stop;
+}
+
+#if defined(__SSE2__)
+// What plain_utf8_block found: the bytes from the block's start that the sweep leaves as
+// they are (0 for none), and how many of them are not ASCII.
+struct PlainRun {
+  unsigned bytes;
+  int high;
+};
+
+// The bytes of a block of 64, from a character's start, that the sweep leaves as they
+// are: text and line ends, and sequences of two to four bytes whose continuation bytes
+// stand where their first bytes want them. The run ends at the first sequence that goes
+// on past the block, or covers the block; anything else leaves it to the byte-wise sweep.
+inline PlainRun plain_utf8_block(const unsigned char* p) {
+  using namespace blocks;
+  uint64_t text = 0;  // 0x20-0x7F, TAB to CR, 0x1A
+  uint64_t cont = 0;
+  uint64_t lead2 = 0;
+  uint64_t lead3 = 0;
+  uint64_t lead4 = 0;
+  for (int k = 0; k < 4; ++k) {
+    __m128i x = load16(p + 16 * k);
+    __m128i kept = _mm_or_si128(in_range(x, 0x20, 0x7F),
+                                _mm_or_si128(in_range(x, 0x09, 0x0D), equal(x, 0x1A)));
+    text |= bits16(kept, k);
+    cont |= bits16(in_range(x, 0x80, 0xBF), k);
+    lead2 |= bits16(in_range(x, 0xC2, 0xDF), k);
+    lead3 |= bits16(in_range(x, 0xE0, 0xEF), k);
+    lead4 |= bits16(in_range(x, 0xF0, 0xF7), k);
+  }
+  const uint64_t past = (lead2 & 1ull << 63) | (lead3 & 3ull << 62) | (lead4 & 7ull << 61);
+  const uint64_t run = past ? (past & (0 - past)) - 1 : ~0ull;
+  lead2 &= run;
+  lead3 &= run;
+  lead4 &= run;
+  const uint64_t wanted = (lead2 << 1) | (lead3 << 1) | (lead3 << 2) | (lead4 << 1) |
+                          (lead4 << 2) | (lead4 << 3);
+  // Every wanted byte continues, and no other byte of the run does; a wanted byte past the
+  // run would be the first byte that ends it, which never continues.
+  if ((wanted & ~cont) != 0 || ((cont & run) & ~wanted) != 0 ||
+      ((text | cont | lead2 | lead3 | lead4) & run) != run)
+    return {0, 0};
+  return {past ? lowest_bit(past) : 64u, count_bits_weighted(~text & run, 0, 0)};
+}
+#endif
+
 template <bool kScore>
 int64_t clean_utf8(unsigned char* t, size_t n, size_t from) {
   int64_t score = 0;
   size_t i = 0;
-  while (i < n) {
-    unsigned c = tbl::ctrl_blank[t[i]];
-    t[i] = static_cast<unsigned char>(c);
-    if (c <= 0x7F) {
-      ++i;
-      continue;
+#if defined(__SSE2__)
+  // Whole blocks that need no change are passed over; the others are swept a character
+  // at a time up to the end of the block or just behind it.
+  while (n - i > 64) {
+    if (!kScore || i >= from) {
+      const PlainRun plain = plain_utf8_block(t + i);
+      if (plain.bytes != 0) {
+        if (kScore) score += plain.high;
+        i += plain.bytes;
+        continue;
+      }
     }
-    if (c < 0xC2 || c > 0xFD) {
-      t[i] = kBlank;
-      ++i;
-      continue;
-    }
-    size_t len = c <= 0xDF ? 2 : c <= 0xEF ? 3 : c <= 0xF7 ? 4 : c <= 0xFB ? 5 : 6;
-    size_t k = 1;
-    while (k < len && i + k < n && (t[i + k] & 0xC0) == 0x80) ++k;
-    if (k == len) {
-      if (kScore && i >= from) score += static_cast<int64_t>(len);
-      i += len;
-      continue;
-    }
-    // A broken sequence: its bytes so far and the byte that broke it become blanks.
-    size_t stop = i + k < n ? i + k + 1 : n;
-    for (size_t j = i; j < stop; ++j) t[j] = kBlank;
-    i = stop;
+    for (const size_t stop = i + 64; i < stop;) i = clean_utf8_char<kScore>(t, n, from, i, score);
   }
+#endif
+  while (i < n) i = clean_utf8_char<kScore>(t, n, from, i, score);
   return score;
 }
 

@@ -357,6 +357,34 @@ int64_t euc_swept_bytewise(std::string& s, size_t from) {
   return score;
 }
 
+int64_t utf8_swept_bytewise(std::string& s, size_t from) {
+  auto* t = reinterpret_cast<unsigned char*>(s.data());
+  size_t n = s.size();
+  int64_t score = 0;
+  size_t i = 0;
+  while (i < n) {
+    unsigned c = tbl::ctrl_blank[t[i]];
+    t[i] = static_cast<unsigned char>(c);
+    if (c <= 0x7F) {
+      ++i;
+    } else if (c < 0xC2 || c > 0xFD) {
+      t[i++] = ' ';
+    } else {
+      size_t len = c <= 0xDF ? 2 : c <= 0xEF ? 3 : c <= 0xF7 ? 4 : c <= 0xFB ? 5 : 6;
+      size_t k = 1;
+      while (k < len && i + k < n && (t[i + k] & 0xC0) == 0x80) ++k;
+      if (k == len) {
+        if (i >= from) score += static_cast<int64_t>(len);
+        i += len;
+        continue;
+      }
+      size_t stop = i + k < n ? i + k + 1 : n;
+      for (; i < stop; ++i) t[i] = ' ';
+    }
+  }
+  return score;
+}
+
 struct BlockCase {
   const char* what;
   std::string in;
@@ -459,6 +487,7 @@ class SweepTexts {
         "\n",
         "&gt;&gt;1 http://example.net/test/read.cgi/a/1/ ",
         "ぶっちゃけ猫を忘れた。",
+        "Ünïcödé ±§ 𠮷野家 🍣",
     };
     auto run = std::make_unique<Run>();
     init_stores(*run);
@@ -466,6 +495,10 @@ class SweepTexts {
     output_setup(*run);
     run->waits = false;
     for (const char* piece : japanese) {
+      if (code == kUtf8) {
+        pieces_.emplace_back(piece);
+        continue;
+      }
       std::string text = sjis_from_utf8(piece);
       if (code == kEuc) convert_code(*run, text, kSjis, kEuc, 4 * text.size() + 8);
       pieces_.push_back(text);
@@ -516,6 +549,7 @@ class SweepTexts {
     return bytes[random_() % std::size(bytes)];
   }
   unsigned lead_byte() {
+    if (code_ == kUtf8) return 0xC0 + random_() % 0x40;
     if (code_ == kSjis) return random_() % 2 ? 0x81 + random_() % 0x1F : 0xE0 + random_() % 0x1D;
     return 0xA1 + random_() % 0x5E;
   }
@@ -588,6 +622,10 @@ TEST(CleanText, ShiftJisAgreesWithTheBytewiseSweep) {
 
 TEST(CleanText, EucJpAgreesWithTheBytewiseSweep) {
   sweep_against_bytewise(kEuc, euc_swept_bytewise);
+}
+
+TEST(CleanText, Utf8AgreesWithTheBytewiseSweep) {
+  sweep_against_bytewise(kUtf8, utf8_swept_bytewise);
 }
 
 TEST(Base64, VectorsOfTheStandard) {
