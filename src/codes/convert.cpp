@@ -308,8 +308,7 @@ void clean_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) 
   uint64_t carry = st.carry;
   size_t i = st.i;
   for (; i + 64 < n; i += 64)
-    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks<kScore>(t + i), from, carry, sum,
-                                     st.ends);
+    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks<kScore>(t + i), from, carry, sum, st.ends);
   st.score += sum;
   st.i = i;
   st.carry = carry;
@@ -341,9 +340,7 @@ bool have_avx512bw() {
 #endif
 #endif
 
-// The blocks of the sweep so far, then the rest byte by byte. With kCount, `ends` gets the
-// line ends of the swept text: the blocks count them as they pass the controls, and the
-// few bytes behind the blocks are counted apart.
+// The blocks of the sweep from where `st` stands, in the widest vectors the processor has.
 template <bool kScore, bool kCount>
 void sweep_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) {
 #if defined(__SSE2__) && defined(__x86_64__)
@@ -358,6 +355,9 @@ void sweep_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) 
 #endif
 }
 
+// The blocks left, then the rest byte by byte. With kCount, `ends` gets the line ends of
+// the swept text: the blocks count them as they pass the controls, and the few bytes
+// behind the blocks are counted apart.
 template <bool kScore, bool kCount>
 int64_t finish_sjis(unsigned char* t, size_t n, size_t from, BlockSweep& st, LineEnds* ends) {
   sweep_sjis_blocks<kScore, kCount>(t, n, from, st);
@@ -482,8 +482,7 @@ int64_t clean_euc(unsigned char* t, size_t n, size_t from) {
 // Sweeps the UTF-8 character at `i` (a character's start) and returns where the next
 // begins; with kScore a whole sequence from `from` on adds its length to `score`.
 template <bool kScore>
-inline size_t clean_utf8_char(unsigned char* t, size_t n, size_t from, size_t i,
-                              int64_t& score) {
+inline size_t clean_utf8_char(unsigned char* t, size_t n, size_t from, size_t i, int64_t& score) {
   unsigned c = tbl::ctrl_blank[t[i]];
   t[i] = static_cast<unsigned char>(c);
   if (c <= 0x7F) return i + 1;
@@ -538,8 +537,8 @@ inline PlainRun plain_utf8_block(const unsigned char* p) {
   lead2 &= run;
   lead3 &= run;
   lead4 &= run;
-  const uint64_t wanted = (lead2 << 1) | (lead3 << 1) | (lead3 << 2) | (lead4 << 1) |
-                          (lead4 << 2) | (lead4 << 3);
+  const uint64_t wanted =
+      (lead2 << 1) | (lead3 << 1) | (lead3 << 2) | (lead4 << 1) | (lead4 << 2) | (lead4 << 3);
   // Every wanted byte continues, and no other byte of the run does; a wanted byte past the
   // run would be the first byte that ends it, which never continues.
   if ((wanted & ~cont) != 0 || ((cont & run) & ~wanted) != 0 ||

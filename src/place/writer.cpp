@@ -26,8 +26,8 @@ WriteBehind::~WriteBehind() {
   if (thread_.joinable()) thread_.join();
 }
 
-void WriteBehind::put(int fd, const std::string& path, TextBlock& block, bool last,
-                      bool stamp, int64_t time) {
+void WriteBehind::put(int fd, const std::string& path, TextBlock& block, bool last, bool stamp,
+                      int64_t time) {
   std::unique_lock<std::mutex> lock(mu_);
   start_once(thread_, alone_, [this] { work(); });
   if (alone_) {

@@ -55,8 +55,7 @@ class WriteBehind {
   // Hands over `block` for `fd` (and leaves an empty block with room in its place). With
   // `last` the file is closed behind it, and given `time` with `stamp`. Waits while as
   // many blocks as the queue holds are waiting.
-  void put(int fd, const std::string& path, TextBlock& block, bool last, bool stamp,
-           int64_t time);
+  void put(int fd, const std::string& path, TextBlock& block, bool last, bool stamp, int64_t time);
   // Waits until nothing handed over for `path` is left to do.
   void wait_for(const std::string& path);
   // Waits until everything handed over is done.
