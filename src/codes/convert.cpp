@@ -194,10 +194,15 @@ struct SjisMasks {
   uint64_t trail = 0;  // 0x40-0x7E, 0x80-0xFC
   uint64_t kana = 0;   // 0xA0-0xDF: 0xA0 is taken back where it becomes a blank
   uint64_t mid = 0;    // first bytes of the pairs that score 2, and 0x98 and 0xEA
-  uint64_t rare = 0;   // controls, 0x80, 0xA0, 0xFD-0xFF; with the score 0x98 and 0xEA
+  uint64_t rare = 0;   // controls that become blanks, 0x80, 0xA0, 0xFD-0xFF; with the
+                       // score 0x98 and 0xEA
+  uint64_t lf = 0;     // line ends, when they are counted
+  uint64_t cr = 0;
 };
 
-template <bool kScore>
+// The controls that stay as they are: TAB to CR and 0x1A. A line in a log ends in one, so
+// they are no rare bytes.
+template <bool kScore, bool kCount>
 inline SjisMasks sjis_masks(const unsigned char* p) {
   using namespace blocks;
   SjisMasks m;
@@ -206,7 +211,12 @@ inline SjisMasks sjis_masks(const unsigned char* p) {
     __m128i high = in_range(x, 0x81, 0xFC);
     __m128i half = in_range(x, 0xA0, 0xDF);
     __m128i stray = equal(_mm_and_si128(x, _mm_set1_epi8(static_cast<char>(0xDF))), 0x80);
-    __m128i odd = _mm_or_si128(stray, out_of_range(x, 0x20, 0xFC));
+    __m128i kept = _mm_or_si128(in_range(x, 0x09, 0x0D), equal(x, 0x1A));
+    __m128i odd = _mm_or_si128(stray, _mm_andnot_si128(kept, out_of_range(x, 0x20, 0xFC)));
+    if (kCount) {
+      m.lf |= bits16(equal(x, '\n'), k);
+      m.cr |= bits16(equal(x, '\r'), k);
+    }
     m.lead |= bits16(_mm_andnot_si128(half, high), k);
     m.trail |= bits16(_mm_or_si128(_mm_or_si128(high, stray), in_range(x, 0x40, 0x7E)), k);
     if (kScore) {
@@ -231,16 +241,21 @@ __attribute__((target("avx512bw"))) inline uint64_t equal64(__m512i x, unsigned 
   return _mm512_cmpeq_epi8_mask(x, _mm512_set1_epi8(static_cast<char>(c)));
 }
 
-template <bool kScore>
+template <bool kScore, bool kCount>
 __attribute__((target("avx512bw"))) inline SjisMasks sjis_masks_wide(const unsigned char* p) {
   __m512i x = _mm512_loadu_si512(p);
   uint64_t high = in_range64(x, 0x81, 0xFC);
   uint64_t half = in_range64(x, 0xA0, 0xDF);
   uint64_t stray = equal64(_mm512_and_si512(x, _mm512_set1_epi8(static_cast<char>(0xDF))), 0x80);
+  uint64_t kept = in_range64(x, 0x09, 0x0D) | equal64(x, 0x1A);
   SjisMasks m;
   m.lead = high & ~half;
   m.trail = high | stray | in_range64(x, 0x40, 0x7E);
-  m.rare = stray | ~in_range64(x, 0x20, 0xFC);
+  m.rare = stray | (~in_range64(x, 0x20, 0xFC) & ~kept);
+  if (kCount) {
+    m.lf = equal64(x, '\n');
+    m.cr = equal64(x, '\r');
+  }
   if (kScore) {
     m.kana = half;
     m.mid = in_range64(x, 0x98, 0xEA);
@@ -259,12 +274,22 @@ inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, siz
                              uint64_t& carry, int64_t& sum, LineEnds& ends) {
   using namespace blocks;
   uint64_t next_trails = (tbl::sjis[t[i + 64]] & tbl::kTrail) ? 1 : 0;
-  uint64_t first = pair_starts(b.lead & ~carry);  // leads where a character begins
   uint64_t trailed = (b.trail >> 1) | (next_trails << 63);
+  // The pairs are worked out both ways, with and without a second byte at bit 0, and the
+  // carry picks one: the carry from block to block is then two steps, not the whole work.
+  const uint64_t first_if_not = pair_starts(b.lead);
+  const uint64_t first_if = pair_starts(b.lead & ~1ull);
+  const uint64_t pick = 0 - carry;
+  uint64_t first = first_if_not ^ ((first_if_not ^ first_if) & pick);  // where characters begin
   uint64_t pair = first & trailed;
   uint64_t second = (pair << 1) | carry;
-  carry = pair >> 63;
+  const uint64_t out_if_not = (first_if_not & trailed) >> 63;
+  carry = out_if_not ^ ((out_if_not ^ ((first_if & trailed) >> 63)) & carry);
   uint64_t counted = kScore ? counted_bits(i, from) : 0;
+  if (kCount) {
+    ends.lf += static_cast<size_t>(__builtin_popcountll(b.lf));
+    ends.cr += static_cast<size_t>(__builtin_popcountll(b.cr));
+  }
 
   for (uint64_t m = first & ~trailed; m; m &= m - 1) t[i + lowest_bit(m)] = kBlank;
   // Controls and 0xFD-0xFF never trail; 0x80 and 0xA0 become blanks unless they trail;
@@ -274,10 +299,6 @@ inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, siz
     unsigned c = t[i + bit];
     if (c < 0x20) {
       t[i + bit] = tbl::ctrl_blank[c];
-      if (kCount) {
-        ends.lf += c == '\n';
-        ends.cr += c == '\r';
-      }
     } else if (c >= 0xFD) {
       if (kScore && (counted >> bit & 1)) sum -= 30;
     } else if (c == 0x80 || c == 0xA0) {
@@ -308,7 +329,8 @@ void clean_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) 
   uint64_t carry = st.carry;
   size_t i = st.i;
   for (; i + 64 < n; i += 64)
-    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks<kScore>(t + i), from, carry, sum, st.ends);
+    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks<kScore, kCount>(t + i), from, carry, sum,
+                                     st.ends);
   st.score += sum;
   st.i = i;
   st.carry = carry;
@@ -318,13 +340,14 @@ void clean_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) 
 // The same loop built for AVX-512BW: the wide masks can only be made inline in a function
 // of that target, and the block's bit work is inlined into either.
 template <bool kScore, bool kCount>
-__attribute__((target("avx512bw"))) void clean_sjis_blocks_wide(unsigned char* t, size_t n,
-                                                                size_t from, BlockSweep& st) {
+__attribute__((target("avx512bw,popcnt"))) void clean_sjis_blocks_wide(unsigned char* t, size_t n,
+                                                                       size_t from,
+                                                                       BlockSweep& st) {
   int64_t sum = 0;
   uint64_t carry = st.carry;
   size_t i = st.i;
   for (; i + 64 < n; i += 64)
-    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks_wide<kScore>(t + i), from, carry, sum,
+    sweep_sjis_block<kScore, kCount>(t, i, sjis_masks_wide<kScore, kCount>(t + i), from, carry, sum,
                                      st.ends);
   st.score += sum;
   st.i = i;
