@@ -383,8 +383,8 @@ void folder_loop(Run& run, DriverState& ds) {
     }
     b.folder_no += 1;
     reset_source(run);
-    run.log.sfile.release();
-    run.conv_block.release();
+    run.log.sfile.set_aside();
+    run.conv_block.set_aside();
     run.log.len = 0;
     if (c.v_mode == 1 && b.folder_done > b.best_done) {
       b.best_done = b.folder_done;

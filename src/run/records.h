@@ -322,20 +322,30 @@ struct Post {
 // it at once, so filling it with zeros first would be work thrown away.
 class ByteBlock {
  public:
+  static constexpr size_t kReserve = 8 << 20;
+
   char* data() { return data_.get(); }
   const char* data() const { return data_.get(); }
   size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
   // Makes room for `n` bytes; the contents are not kept. False: out of memory.
   bool grow(size_t n) { return grow_keeping(n, 0); }
-  // Makes room for `n` bytes, keeping the first `keep`.
+  // Makes room for `n` bytes, keeping the first `keep`. A block set aside gets its whole
+  // room back.
   bool grow_keeping(size_t n, size_t keep) {
-    if (n <= size_) return true;
-    char* p = new (std::nothrow) char[n];
+    if (n <= room_) {
+      size_ = room_;
+      return true;
+    }
+    // Room for a few MB is taken at once: a page costs only once it is written, and each
+    // block got anew costs its pages again (a walk meets ever longer logs).
+    const size_t room = n < kReserve ? kReserve : n;
+    char* p = new (std::nothrow) char[room];
     if (!p) return false;
     if (keep) std::memcpy(p, data_.get(), keep < size_ ? keep : size_);
     data_.reset(p);
-    size_ = n;
+    size_ = room;
+    room_ = room;
     return true;
   }
   // Holds `n` bytes of `text` and a NUL behind them.
@@ -348,11 +358,16 @@ class ByteBlock {
   void release() {
     data_.reset();
     size_ = 0;
+    room_ = 0;
   }
+  // Empty, as after release, but the memory stays for the next growth: its pages needn't
+  // be had from the system again.
+  void set_aside() { size_ = 0; }
 
  private:
   std::unique_ptr<char[]> data_;
   size_t size_ = 0;
+  size_t room_ = 0;  // what data_ holds; size_ is 0 while the block is set aside
 };
 
 // The whole log of the thread in hand, kept and regrown across the files of a folder.

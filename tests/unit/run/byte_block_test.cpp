@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "run/records.h"
+
+namespace tz {
+namespace {
+
+// A block set aside between folders reads as empty, and its memory comes back whole at
+// the next growth that fits it; one that doesn't fit keeps the bytes it is told to keep.
+TEST(ByteBlock, SetAsideKeepsTheMemoryForTheNextGrowth) {
+  const size_t reserve = ByteBlock::kReserve;
+  const struct {
+    size_t first;  // the first growth, written over with a pattern
+    size_t then;   // the growth after the block was set aside
+    size_t keep;
+    bool same_memory;
+  } cases[] = {
+      {10, 30721, 0, true},
+      {reserve, reserve, 0, true},
+      {100, reserve + 1, 50, false},
+      {reserve + 5, reserve + 6, reserve + 5, false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.first << " then " << c.then);
+    ByteBlock block;
+    ASSERT_TRUE(block.grow(c.first));
+    const size_t room = block.size();
+    EXPECT_GE(room, c.first);
+    std::string pattern(room, '\0');
+    for (size_t i = 0; i < room; ++i) pattern[i] = static_cast<char>('a' + i % 23);
+    std::memcpy(block.data(), pattern.data(), room);
+    const char* before = block.data();
+
+    block.set_aside();
+    EXPECT_TRUE(block.empty());
+    ASSERT_TRUE(block.grow_keeping(c.then, c.keep));
+    EXPECT_GE(block.size(), c.then);
+    EXPECT_EQ(block.data() == before, c.same_memory);
+    if (c.same_memory) {
+      EXPECT_EQ(block.size(), room);
+    } else {
+      ByteBlock kept;
+      ASSERT_TRUE(kept.grow(c.first));
+      std::memcpy(kept.data(), pattern.data(), room);
+      ASSERT_TRUE(kept.grow_keeping(c.then, c.keep));
+      EXPECT_EQ(std::string(kept.data(), c.keep), pattern.substr(0, c.keep));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tz
