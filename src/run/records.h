@@ -370,7 +370,8 @@ class ByteBlock {
   size_t room_ = 0;  // what data_ holds; size_ is 0 while the block is set aside
 };
 
-// The whole log of the thread in hand, kept and regrown across the files of a folder.
+// The whole log of the thread in hand, kept and regrown from file to file (set aside
+// between folders).
 struct LogBuffer {
   ByteBlock sfile;       // the text, ended by a NUL; size() is log_cap
   size_t len = 0;        // bytes of text in sfile
