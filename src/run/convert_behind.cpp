@@ -13,9 +13,10 @@ namespace tz {
 
 namespace {
 
-// Threads the converter may hold at once: the one in work and one waiting. Each holds
-// its log buffer, so more would cost memory for little: a third gained no time.
-constexpr size_t kSlots = 2;
+// Threads the converter may hold at once: the one in work and two waiting, so that the
+// main thread less often converts a thread itself while the converter is behind. Each
+// holds its log buffer: a fourth cost memory and gained no time.
+constexpr size_t kSlots = 3;
 
 }  // namespace
 
