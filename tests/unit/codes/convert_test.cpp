@@ -122,6 +122,42 @@ TEST(ConvertCode, EucJpToShiftJisOfOddBytes) {
   }
 }
 
+// EUC-JP to Shift_JIS in place over long texts, against the same conversion one
+// character at a time (texts too short for the vector runs): half-width kana make the
+// text shorter, so the runs behind them are moved while they are read.
+TEST(ConvertCode, EucJpToShiftJisInPlaceAgreesCharacterByCharacter) {
+  const std::string pieces[] = {
+      "a",        "0123456789abcdefghijklmnopqrstuvwxyz", "\x8E\xB1", "\xA4\xA2", "\x80",
+      "\xB0\xA1", "\xDE\xFE\xDF\xA1\xFE\xE0\xA1\xDF",     "\xFF\xFE", "\n",
+  };
+  for (bool narrow : {false, true}) {
+    SCOPED_TRACE(narrow ? "byte by byte" : "widest vectors");
+    sweep_narrow(narrow);
+    std::mt19937 random(11);
+    for (int round = 0; round < 3000; ++round) {
+      std::string in;
+      const int n = 1 + static_cast<int>(random() % 40);
+      for (int k = 0; k < n; ++k) in += pieces[random() % std::size(pieces)];
+      if (round % 7 == 0) in.insert(random() % in.size(), 1, '\0');
+      if (round % 5 == 0) in += "\xA4";  // a lone first byte at the end
+
+      std::string want;
+      for (size_t i = 0; i < in.size() && in[i] != '\0';) {
+        const size_t len = static_cast<unsigned char>(in[i]) <= 0x80 ? 1 : 2;
+        if (len == 2 && (i + 1 == in.size() || in[i + 1] == '\0')) break;  // dropped; the end
+        std::string one = in.substr(i, len);
+        one.resize(one.size() + 1, '\0');
+        want.append(one.data(), euc_to_sjis(one.data(), one.size()));
+        i += len;
+      }
+      std::string text = in;
+      const size_t got = euc_to_sjis(text.data(), text.size());
+      ASSERT_EQ(text.substr(0, got), want) << "round " << round;
+    }
+  }
+  sweep_narrow(false);
+}
+
 TEST(ConvertCode, GuessesOrLeavesAlone) {
   const OneWay cases[] = {
       {"guess of ASCII", kCodeAuto, kSjis, "plain <> text", "plain <> text"},
