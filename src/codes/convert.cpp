@@ -354,16 +354,14 @@ __attribute__((target("avx512bw,popcnt"))) void clean_sjis_blocks_wide(unsigned 
   st.carry = carry;
 }
 
-bool narrow_only = false;  // sweep_narrow
-
 bool have_avx512vl() {
   static const bool yes = __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
-  return yes && !narrow_only;
+  return yes && !blocks::narrow_only;
 }
 
 bool have_avx512bw() {
   static const bool yes = __builtin_cpu_supports("avx512bw");
-  return yes && !narrow_only;
+  return yes && !blocks::narrow_only;
 }
 #endif
 #endif
@@ -649,7 +647,7 @@ __attribute__((target("avx512bw,avx512vl"))) size_t euc_run_to_sjis(unsigned cha
 
 void sweep_narrow(bool narrow) {
 #if defined(__SSE2__) && defined(__x86_64__)
-  narrow_only = narrow;
+  blocks::narrow_only = narrow;
 #else
   (void)narrow;
 #endif

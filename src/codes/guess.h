@@ -1,6 +1,7 @@
 // Guessing a text's kanji code, and choosing the code of an output.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace tz {
@@ -20,6 +21,21 @@ int guess_by_passes(const char* text, long limit);
 // on the two other scores, from a count of the bytes, settle most texts at once; the
 // others get the passes of guess_code.
 int guess_swept(const char* text, long limit, int code, int64_t own);
+
+// How many bytes of a text lie in each range that the bounds of the guesses need.
+struct ByteRanges {
+  int64_t high = 0;    // 0x80 and up
+  int64_t r80_A0 = 0;  // 0x80 to 0xA0
+  int64_t r8E_8F = 0;  // 0x8E and 0x8F
+  int64_t r81_9F = 0;
+  int64_t rA1_DF = 0;
+  int64_t rC2_DF = 0;
+  int64_t rE0_EF = 0;
+  int64_t rF0_FC = 0;
+  int64_t rFD_FF = 0;
+  int64_t rFF = 0;
+};
+ByteRanges count_byte_ranges(const char* text, size_t n);
 
 // Code of the output text (which 0), of the thread list pages (1), of the tree pages (2).
 int choose_code(Run& run, int which);

@@ -156,5 +156,39 @@ TEST(GuessSwept, AgreesWithTheFullGuess) {
   EXPECT_GT(own_code_wins, 1000);
 }
 
+// The byte counts that the bounds are made of, in either width of vectors, against a
+// count byte by byte: texts of all high bytes run past the 255 blocks after which the
+// vector counters are summed.
+TEST(GuessCode, CountsTheByteRangesOfTheBounds) {
+  const struct {
+    int64_t ByteRanges::*count;
+    unsigned lo;
+    unsigned hi;
+  } ranges[] = {
+      {&ByteRanges::high, 0x80, 0xFF},   {&ByteRanges::r80_A0, 0x80, 0xA0},
+      {&ByteRanges::r8E_8F, 0x8E, 0x8F}, {&ByteRanges::r81_9F, 0x81, 0x9F},
+      {&ByteRanges::rA1_DF, 0xA1, 0xDF}, {&ByteRanges::rC2_DF, 0xC2, 0xDF},
+      {&ByteRanges::rE0_EF, 0xE0, 0xEF}, {&ByteRanges::rF0_FC, 0xF0, 0xFC},
+      {&ByteRanges::rFD_FF, 0xFD, 0xFF}, {&ByteRanges::rFF, 0xFF, 0xFF},
+  };
+  std::mt19937 random(5);
+  for (bool narrow : {false, true}) {
+    SCOPED_TRACE(narrow ? "32-byte vectors" : "widest vectors");
+    sweep_narrow(narrow);
+    for (size_t size : {0ul, 63ul, 64ul, 200ul, 5000ul, 20000ul}) {
+      std::string text(size, '\0');
+      for (char& c : text) c = static_cast<char>(size == 20000 ? 0x80 + random() % 128 : random());
+      const ByteRanges got = count_byte_ranges(text.data(), text.size());
+      for (const auto& range : ranges) {
+        int64_t want = 0;
+        for (char c : text)
+          want += static_cast<uint8_t>(c) >= range.lo && static_cast<uint8_t>(c) <= range.hi;
+        EXPECT_EQ(got.*range.count, want) << size << " bytes, " << std::hex << range.lo;
+      }
+    }
+  }
+  sweep_narrow(false);
+}
+
 }  // namespace
 }  // namespace tz
