@@ -682,13 +682,20 @@ int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
 }
 
 void SjisSweep::take(size_t n) {
-  sweep_sjis_blocks<false, true>(ubytes(text_), n, 0, state_);
+  if (scored_)
+    sweep_sjis_blocks<true, false>(ubytes(text_), n, from_, state_);
+  else
+    sweep_sjis_blocks<false, true>(ubytes(text_), n, 0, state_);
 }
 
 LineEnds SjisSweep::finish(size_t n) {
   LineEnds ends;
   finish_sjis<false, true>(ubytes(text_), n, 0, state_, &ends);
   return ends;
+}
+
+int64_t SjisSweep::finish_scored(size_t n) {
+  return finish_sjis<true, false>(ubytes(text_), n, from_, state_, nullptr);
 }
 
 int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score) {

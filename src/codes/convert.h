@@ -51,17 +51,24 @@ struct BlockSweep {
 };
 
 // clean_text_counted of a Shift_JIS text that is read in pieces: each piece is swept as
-// it comes in, while it is still in the processor's cache. The text is the same.
+// it comes in, while it is still in the processor's cache. The text is the same. Made
+// with `score_from`, it is clean_text_scored instead: the sweep scores the text from
+// there on, and counts no line ends.
 class SjisSweep {
  public:
   explicit SjisSweep(char* text) : text_(text) {}
+  SjisSweep(char* text, size_t score_from) : text_(text), from_(score_from), scored_(true) {}
   // Sweeps what it can of the first `n` bytes, which have been read.
   void take(size_t n);
   // Sweeps the rest of the `n` bytes of the whole text; its line ends.
   LineEnds finish(size_t n);
+  // The same for a sweep that scores; the score of the whole text.
+  int64_t finish_scored(size_t n);
 
  private:
   char* text_;
+  size_t from_ = 0;
+  bool scored_ = false;
   BlockSweep state_;
 };
 

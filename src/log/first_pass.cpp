@@ -176,9 +176,11 @@ int read_log(Run& run) {
   size_t want = static_cast<size_t>(f.fsize);
   if (want > log.sfile.size() - 1) want = log.sfile.size() - 1;
   size_t got = src.have < want ? src.have : want;
-  // A Shift_JIS log that is not converted is swept piece by piece as it is read.
-  const bool sweep_as_read = !run.code_conv && f.code_in == kSjis;
-  SjisSweep sweep(log.sfile.data());
+  // A Shift_JIS log is swept piece by piece as it is read; one to be converted is also
+  // scored for the guess of its code.
+  const bool sweep_as_read = f.code_in == kSjis;
+  SjisSweep sweep =
+      run.code_conv ? SjisSweep(log.sfile.data(), log.log_first) : SjisSweep(log.sfile.data());
   while (got < want && !src.failed) {
     const size_t part = sweep_as_read && want - got > kReadPiece ? kReadPiece : want - got;
     const size_t n = os::read_bytes(src.fd, log.sfile.data() + got, part, &src.failed);
@@ -201,7 +203,9 @@ int read_log(Run& run) {
   int64_t own = 0;
   LineEnds ends;
   bool swept = true;
-  if (run.code_conv)
+  if (run.code_conv && sweep_as_read)
+    own = sweep.finish_scored(got);
+  else if (run.code_conv)
     swept = clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0;
   else if (sweep_as_read)
     ends = sweep.finish(got);

@@ -643,6 +643,16 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
     ASSERT_EQ(std::string(pieces.begin(), pieces.end()), want) << "round " << round;
     ASSERT_EQ(piece_ends.lf, ends.lf) << "round " << round;
     ASSERT_EQ(piece_ends.cr, ends.cr) << "round " << round;
+
+    // And the sweep that scores, over the same pieces.
+    std::vector<char> scored(in.begin(), in.end());
+    SjisSweep scoring(scored.data(), from);
+    for (size_t have = 0; have < in.size();) {
+      have += round % 3 == 1 ? 64 * (1 + round % 4) + round % 5 - 2 : 1 + texts.from(in.size());
+      scoring.take(have < in.size() ? have : in.size());
+    }
+    ASSERT_EQ(scoring.finish_scored(in.size()), want_score) << "round " << round;
+    ASSERT_EQ(std::string(scored.begin(), scored.end()), want) << "round " << round;
   }
 }
 
