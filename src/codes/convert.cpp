@@ -683,7 +683,7 @@ int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
 
 void SjisSweep::take(size_t n) {
   if (scored_)
-    sweep_sjis_blocks<true, false>(ubytes(text_), n, from_, state_);
+    sweep_sjis_blocks<true, true>(ubytes(text_), n, from_, state_);
   else
     sweep_sjis_blocks<false, true>(ubytes(text_), n, 0, state_);
 }
@@ -694,8 +694,8 @@ LineEnds SjisSweep::finish(size_t n) {
   return ends;
 }
 
-int64_t SjisSweep::finish_scored(size_t n) {
-  return finish_sjis<true, false>(ubytes(text_), n, from_, state_, nullptr);
+int64_t SjisSweep::finish_scored(size_t n, LineEnds* ends) {
+  return finish_sjis<true, true>(ubytes(text_), n, from_, state_, ends);
 }
 
 int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score) {

@@ -52,8 +52,8 @@ struct BlockSweep {
 
 // clean_text_counted of a Shift_JIS text that is read in pieces: each piece is swept as
 // it comes in, while it is still in the processor's cache. The text is the same. Made
-// with `score_from`, it is clean_text_scored instead: the sweep scores the text from
-// there on, and counts no line ends.
+// with `score_from`, it is also clean_text_scored: the sweep scores the text from there
+// on.
 class SjisSweep {
  public:
   explicit SjisSweep(char* text) : text_(text) {}
@@ -63,7 +63,7 @@ class SjisSweep {
   // Sweeps the rest of the `n` bytes of the whole text; its line ends.
   LineEnds finish(size_t n);
   // The same for a sweep that scores; the score of the whole text.
-  int64_t finish_scored(size_t n);
+  int64_t finish_scored(size_t n, LineEnds* ends);
 
  private:
   char* text_;

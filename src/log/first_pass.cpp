@@ -198,13 +198,16 @@ int read_log(Run& run) {
   }
   char* text = log.sfile.data();
   text[got] = '\0';
-  // The sweep scores the text only when its code is to be guessed for a conversion.
-  // Without a conversion the text stays as swept, so the sweep counts its line ends.
+  // The sweep scores the text only when its code is to be guessed for a conversion. It
+  // counts the line ends when the text stays as swept; a Shift_JIS sweep always does,
+  // and its count holds as long as nothing is converted but into Shift_JIS, which keeps
+  // every line end.
   int64_t own = 0;
   LineEnds ends;
   bool swept = true;
+  bool counted = sweep_as_read || !run.code_conv;
   if (run.code_conv && sweep_as_read)
-    own = sweep.finish_scored(got);
+    own = sweep.finish_scored(got, &ends);
   else if (run.code_conv)
     swept = clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0;
   else if (sweep_as_read)
@@ -233,9 +236,13 @@ int read_log(Run& run) {
       n = strnlen(posts, room);
       log.utf8_from = log.log_first;
       log.utf8_due = n != 0 && 3 * n < room;
-      if (!log.utf8_due) n = convert_log_text(run, log.sfile, log.log_first, kSjis, kUtf8, room);
+      if (!log.utf8_due) {
+        n = convert_log_text(run, log.sfile, log.log_first, kSjis, kUtf8, room);
+        counted = false;
+      }
     } else {
       n = convert_log_text(run, log.sfile, log.log_first, from, run.code_out, room);
+      counted = false;
     }
     log.len = log.log_first + n;
     text = log.sfile.data();
@@ -247,6 +254,7 @@ int read_log(Run& run) {
   if (log.utf8_due && log.log_last <= 1) {
     bring_posts_into_utf8(run);
     text = log.sfile.data();
+    counted = false;
   }
 
   // The posts' line ends: those of the whole text but for the few before the first post
@@ -256,7 +264,7 @@ int read_log(Run& run) {
   if (log.log_first <= log.log_last) {
     const char* from = text + log.log_first;
     const char* to = text + (log.log_last < log.len ? log.log_last + 1 : log.len);
-    if (run.code_conv) {
+    if (!counted) {
       count_two(from, to, '\n', '\r', &lfs, &crs);
     } else {
       size_t head_lf = 0, head_cr = 0, tail_lf = 0, tail_cr = 0;

@@ -651,8 +651,11 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
       have += round % 3 == 1 ? 64 * (1 + round % 4) + round % 5 - 2 : 1 + texts.from(in.size());
       scoring.take(have < in.size() ? have : in.size());
     }
-    ASSERT_EQ(scoring.finish_scored(in.size()), want_score) << "round " << round;
+    LineEnds scored_ends;
+    ASSERT_EQ(scoring.finish_scored(in.size(), &scored_ends), want_score) << "round " << round;
     ASSERT_EQ(std::string(scored.begin(), scored.end()), want) << "round " << round;
+    ASSERT_EQ(scored_ends.lf, ends.lf) << "round " << round;
+    ASSERT_EQ(scored_ends.cr, ends.cr) << "round " << round;
   }
 }
 
