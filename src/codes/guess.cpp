@@ -311,9 +311,8 @@ ByteRanges count_byte_ranges(const char* text, size_t n) {
   return r;
 }
 
-int guess_swept(const char* text, long limit, int code, int64_t own) {
+int guess_swept(const char* text, size_t len, long limit, int code, int64_t own) {
   if (code < kSjis || code > kUtf8 || limit <= 2) return guess_code(text, limit);
-  size_t len = strnlen(text, static_cast<size_t>(limit));
   if (static_cast<long>(len) > limit - 2) return guess_code(text, limit);
   ByteRanges r;
   count_ranges(reinterpret_cast<const unsigned char*>(text), len, &r);

@@ -17,10 +17,11 @@ int guess_code(const char* text, long limit);
 int guess_by_passes(const char* text, long limit);
 
 // The result of guess_code(text, limit) for a text that clean_text has swept as `code`,
-// whose own score (as guess_code counts it; Shift_JIS before halving) is `own`. Bounds
-// on the two other scores, from a count of the bytes, settle most texts at once; the
-// others get the passes of guess_code.
-int guess_swept(const char* text, long limit, int code, int64_t own);
+// whose own score (as guess_code counts it; Shift_JIS before halving) is `own`, and
+// whose first NUL stands at `len` (strnlen(text, limit)). Bounds on the two other
+// scores, from a count of the bytes, settle most texts at once; the others get the
+// passes of guess_code.
+int guess_swept(const char* text, size_t len, long limit, int code, int64_t own);
 
 // How many bytes of a text lie in each range that the bounds of the guesses need.
 struct ByteRanges {

@@ -1,6 +1,7 @@
 #include "log/first_pass.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -221,8 +222,12 @@ int read_log(Run& run) {
     size_t room = log.sfile.size() - log.log_first;
     char* posts = text + log.log_first;
     bool boundary = log.log_first == 0 || static_cast<unsigned char>(posts[-1]) < 0x40;
-    int from = swept && boundary ? guess_swept(posts, static_cast<long>(room), f.code_in, own)
-                                 : guess_code(posts, static_cast<long>(room));
+    // The Shift_JIS sweep has left no NUL in the text read.
+    const size_t posts_len = sweep_as_read ? got - log.log_first : strnlen(posts, room);
+    assert(posts_len == strnlen(posts, room));
+    int from = swept && boundary
+                   ? guess_swept(posts, posts_len, static_cast<long>(room), f.code_in, own)
+                   : guess_code(posts, static_cast<long>(room));
     // Shift_JIS (or EUC-JP, made Shift_JIS here) becoming UTF-8 waits for the converter
     // when nothing before it reads the text as a whole: the title from the first line
     // does. It must fit its room, which a cut would otherwise shorten.
@@ -232,8 +237,11 @@ int read_log(Run& run) {
     if (from == kCodeAuto) {
       n = strnlen(posts, room);
     } else if (may_wait) {
-      if (from == kEuc) euc_to_sjis(posts, room);
-      n = strnlen(posts, room);
+      n = posts_len;
+      if (from == kEuc) {
+        euc_to_sjis(posts, room);
+        n = strnlen(posts, room);
+      }
       log.utf8_from = log.log_first;
       log.utf8_due = n != 0 && 3 * n < room;
       if (!log.utf8_due) {

@@ -148,7 +148,8 @@ TEST(GuessSwept, AgreesWithTheFullGuess) {
       ASSERT_EQ(clean_text_scored(swept.data(), code, swept.size(), 0, &own), 0);
       long limit = static_cast<long>(swept.size()) + 16;
       int full = guess_by_passes(swept.c_str(), limit);
-      EXPECT_EQ(guess_swept(swept.c_str(), limit, code, own), full) << "round " << round;
+      const size_t len = strnlen(swept.c_str(), static_cast<size_t>(limit));
+      EXPECT_EQ(guess_swept(swept.c_str(), len, limit, code, own), full) << "round " << round;
       if (full == code) ++own_code_wins;
     }
   }
