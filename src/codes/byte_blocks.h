@@ -14,6 +14,15 @@ namespace tz::blocks {
 // so that the tests check those forms too.
 inline bool narrow_only = false;
 
+#if defined(__x86_64__)
+// Whether the wide forms may run: the processor has AVX-512BW (and VL, for 32-byte
+// vectors with masks).
+inline bool wide_vectors() {
+  static const bool yes = __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
+  return yes && !narrow_only;
+}
+#endif
+
 constexpr uint64_t kOddBits = 0xAAAAAAAAAAAAAAAAull;
 
 // Of the runs of set bits in `run`, each beginning where a character begins, the bits at an

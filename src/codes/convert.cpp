@@ -354,15 +354,6 @@ __attribute__((target("avx512bw,popcnt"))) void clean_sjis_blocks_wide(unsigned 
   st.carry = carry;
 }
 
-bool have_avx512vl() {
-  static const bool yes = __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
-  return yes && !blocks::narrow_only;
-}
-
-bool have_avx512bw() {
-  static const bool yes = __builtin_cpu_supports("avx512bw");
-  return yes && !blocks::narrow_only;
-}
 #endif
 #endif
 
@@ -370,7 +361,7 @@ bool have_avx512bw() {
 template <bool kScore, bool kCount>
 void sweep_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) {
 #if defined(__SSE2__) && defined(__x86_64__)
-  if (have_avx512bw())
+  if (blocks::wide_vectors())
     clean_sjis_blocks_wide<kScore, kCount>(t, n, from, st);
   else
     clean_sjis_blocks<kScore, kCount>(t, n, from, st);
@@ -723,7 +714,7 @@ size_t euc_to_sjis(char* text, size_t size) {
   size_t i = 0;
   size_t o = 0;
 #if defined(__x86_64__)
-  const bool wide = have_avx512vl();
+  const bool wide = blocks::wide_vectors();
 #endif
   while (i < size && t[i]) {
 #if defined(__x86_64__)

@@ -236,17 +236,12 @@ bool have_avx2() {
   static const bool yes = __builtin_cpu_supports("avx2");
   return yes;
 }
-
-bool have_avx512bw() {
-  static const bool yes = __builtin_cpu_supports("avx512bw");
-  return yes && !blocks::narrow_only;
-}
 #endif
 
 void count_ranges(const unsigned char* t, size_t n, ByteRanges* r) {
   size_t i = 0;
 #if defined(__x86_64__)
-  if (n >= 64 && have_avx512bw())
+  if (n >= 64 && blocks::wide_vectors())
     i = count_ranges_wide(t, n, r);
   else if (n >= 64 && have_avx2())
     i = count_ranges_avx2(t, n, r);
