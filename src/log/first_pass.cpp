@@ -235,7 +235,7 @@ int read_log(Run& run) {
                     !o_no_log_check(c) && f.k_abroad != 1;
     size_t n;
     if (from == kCodeAuto) {
-      n = strnlen(posts, room);
+      n = posts_len;
     } else if (may_wait) {
       n = posts_len;
       if (from == kEuc) {
