@@ -141,11 +141,17 @@ constexpr std::array<uint8_t, 256> make_sjis_action() {
 }
 constexpr auto kSjisAction = make_sjis_action();
 
-// Sweeps a Shift_JIS text from `i`, where a character begins, to its end. With kScore it
-// also returns the score that guess_code gives the swept text from `from` on, before
-// halving: the sweep parses the text as the guess does, so the score costs nothing here.
-template <bool kScore>
+// What a Shift_JIS sweep scores: nothing, the score that guess_code gives the swept text
+// (before halving; the sweep parses the text as the guess does), or a floor of that score
+// in which every pair counts 2, the lower of its two values. The floor spares the sweep
+// the bytes that decide a pair's value, and mostly settles the guess as well.
+enum Scoring { kNoScore, kFloor, kExact };
+
+// Sweeps a Shift_JIS text from `i`, where a character begins, to its end; returns what
+// kScore asks of the text from `from` on.
+template <Scoring kScore>
 int64_t clean_sjis_from(unsigned char* t, size_t n, size_t from, size_t i) {
+  constexpr bool kScored = kScore != kNoScore;
   int64_t score = 0;
   if (n == 0) return score;
   const size_t last = n - 1;  // a pair needs its second byte inside the text
@@ -155,9 +161,9 @@ int64_t clean_sjis_from(unsigned char* t, size_t n, size_t from, size_t i) {
     if (action == kPair) {
       unsigned d = t[i + 1];
       if (tbl::sjis[d] & tbl::kTrail) {
-        if (kScore && i >= from) {
+        if (kScored && i >= from) {
           unsigned v = (c << 8) | d;
-          score += (v >= 0x989F && v <= 0xEAA4) ? 2 : 4;
+          score += kScore == kFloor || (v >= 0x989F && v <= 0xEAA4) ? 2 : 4;
         }
         i += 2;
       } else {
@@ -165,7 +171,7 @@ int64_t clean_sjis_from(unsigned char* t, size_t n, size_t from, size_t i) {
         ++i;
       }
     } else if (action == kKeep) {
-      if (kScore && c >= 0x80 && i >= from) score += c >= 0xFD ? -30 : 1;
+      if (kScored && c >= 0x80 && i >= from) score += c >= 0xFD ? -30 : 1;
       ++i;
     } else {
       t[i] = (tbl::sjis[c] & (tbl::kSingle | tbl::kKana)) ? tbl::ctrl_blank[c] : kBlank;
@@ -176,7 +182,7 @@ int64_t clean_sjis_from(unsigned char* t, size_t n, size_t from, size_t i) {
     unsigned c = tbl::ctrl_blank[t[i]];
     if (tbl::sjis[c] & tbl::kLead) c = kBlank;
     t[i] = static_cast<unsigned char>(c);
-    if (kScore && c >= 0x80 && i >= from) score += (c >= 0xA1 && c <= 0xDF) ? 1 : -30;
+    if (kScored && c >= 0x80 && i >= from) score += (c >= 0xA1 && c <= 0xDF) ? 1 : -30;
   }
   return score;
 }
@@ -195,14 +201,14 @@ struct SjisMasks {
   uint64_t kana = 0;   // 0xA0-0xDF: 0xA0 is taken back where it becomes a blank
   uint64_t mid = 0;    // first bytes of the pairs that score 2, and 0x98 and 0xEA
   uint64_t rare = 0;   // controls that become blanks, 0x80, 0xA0, 0xFD-0xFF; with the
-                       // score 0x98 and 0xEA
+                       // exact score 0x98 and 0xEA
   uint64_t lf = 0;     // line ends, when they are counted
   uint64_t cr = 0;
 };
 
 // The controls that stay as they are: TAB to CR and 0x1A. A line in a log ends in one, so
 // they are no rare bytes.
-template <bool kScore, bool kCount>
+template <Scoring kScore, bool kCount>
 inline SjisMasks sjis_masks(const unsigned char* p) {
   using namespace blocks;
   SjisMasks m;
@@ -219,8 +225,8 @@ inline SjisMasks sjis_masks(const unsigned char* p) {
     }
     m.lead |= bits16(_mm_andnot_si128(half, high), k);
     m.trail |= bits16(_mm_or_si128(_mm_or_si128(high, stray), in_range(x, 0x40, 0x7E)), k);
-    if (kScore) {
-      m.kana |= bits16(half, k);
+    if (kScore != kNoScore) m.kana |= bits16(half, k);
+    if (kScore == kExact) {
       m.mid |= bits16(in_range(x, 0x98, 0xEA), k);
       odd = _mm_or_si128(odd, _mm_or_si128(equal(x, 0x98), equal(x, 0xEA)));
     }
@@ -241,7 +247,7 @@ __attribute__((target("avx512bw"))) inline uint64_t equal64(__m512i x, unsigned 
   return _mm512_cmpeq_epi8_mask(x, _mm512_set1_epi8(static_cast<char>(c)));
 }
 
-template <bool kScore, bool kCount>
+template <Scoring kScore, bool kCount>
 __attribute__((target("avx512bw"))) inline SjisMasks sjis_masks_wide(const unsigned char* p) {
   __m512i x = _mm512_loadu_si512(p);
   uint64_t high = in_range64(x, 0x81, 0xFC);
@@ -256,8 +262,8 @@ __attribute__((target("avx512bw"))) inline SjisMasks sjis_masks_wide(const unsig
     m.lf = equal64(x, '\n');
     m.cr = equal64(x, '\r');
   }
-  if (kScore) {
-    m.kana = half;
+  if (kScore != kNoScore) m.kana = half;
+  if (kScore == kExact) {
     m.mid = in_range64(x, 0x98, 0xEA);
     m.rare |= equal64(x, 0x98) | equal64(x, 0xEA);
   }
@@ -269,7 +275,7 @@ __attribute__((target("avx512bw"))) inline SjisMasks sjis_masks_wide(const unsig
 // character begins (the byte before it leads nothing), so its pairs follow from where the
 // run begins; an odd run pairs its last byte with the byte behind the block, if that one
 // may trail. `carry` is 1 when t[i] is the second byte of a pair begun in the block before.
-template <bool kScore, bool kCount>
+template <Scoring kScore, bool kCount>
 inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, size_t from,
                              uint64_t& carry, int64_t& sum, LineEnds& ends) {
   using namespace blocks;
@@ -285,7 +291,8 @@ inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, siz
   uint64_t second = (pair << 1) | carry;
   const uint64_t out_if_not = (first_if_not & trailed) >> 63;
   carry = out_if_not ^ ((out_if_not ^ ((first_if & trailed) >> 63)) & carry);
-  uint64_t counted = kScore ? counted_bits(i, from) : 0;
+  constexpr bool kScored = kScore != kNoScore;
+  uint64_t counted = kScored ? counted_bits(i, from) : 0;
   if (kCount) {
     ends.lf += static_cast<size_t>(__builtin_popcountll(b.lf));
     ends.cr += static_cast<size_t>(__builtin_popcountll(b.cr));
@@ -300,30 +307,34 @@ inline void sweep_sjis_block(unsigned char* t, size_t i, const SjisMasks& b, siz
     if (c < 0x20) {
       t[i + bit] = tbl::ctrl_blank[c];
     } else if (c >= 0xFD) {
-      if (kScore && (counted >> bit & 1)) sum -= 30;
+      if (kScored && (counted >> bit & 1)) sum -= 30;
     } else if (c == 0x80 || c == 0xA0) {
       if (second >> bit & 1) continue;
       t[i + bit] = kBlank;
-      if (kScore && c == 0xA0 && (counted >> bit & 1)) --sum;
-    } else if (kScore && (pair & counted) >> bit & 1) {
+      if (kScored && c == 0xA0 && (counted >> bit & 1)) --sum;
+    } else if (kScore == kExact && (pair & counted) >> bit & 1) {
       // 0x98 and 0xEA count as 2 below; the second byte decides.
       unsigned v = (c << 8) | t[i + bit + 1];
       if (v < 0x989F || v > 0xEAA4) sum += 2;
     }
   }
-  if (kScore) {
+  if (kScored) {
     // A pair counts 4, or 2 with its first byte in `mid`; a kana alone 1. Each pair is
     // counted once by either of its two bytes, and again if its first byte isn't mid.
+    // The floor counts every pair 2.
     uint64_t p = pair & counted;
     uint64_t once = p | (p << 1) | (b.kana & ~second & counted);
-    sum += count_bits_weighted(once, p & ~b.mid, 2) + static_cast<int64_t>(p >> 63);
+    if (kScore == kExact)
+      sum += count_bits_weighted(once, p & ~b.mid, 2) + static_cast<int64_t>(p >> 63);
+    else
+      sum += __builtin_popcountll(once) + static_cast<int64_t>(p >> 63);
   }
 }
 
 // The sweep of a Shift_JIS text, 64 bytes at a time while a byte follows the block, so that
 // a lead byte at its end is known to pair or not. It goes on from `st` over the first `n`
 // bytes; the byte-wise sweep goes on at st.i + st.carry, the start of a character.
-template <bool kScore, bool kCount>
+template <Scoring kScore, bool kCount>
 void clean_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) {
   int64_t sum = 0;
   uint64_t carry = st.carry;
@@ -339,7 +350,7 @@ void clean_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) 
 #if defined(__x86_64__)
 // The same loop built for AVX-512BW: the wide masks can only be made inline in a function
 // of that target, and the block's bit work is inlined into either.
-template <bool kScore, bool kCount>
+template <Scoring kScore, bool kCount>
 __attribute__((target("avx512bw,popcnt"))) void clean_sjis_blocks_wide(unsigned char* t, size_t n,
                                                                        size_t from,
                                                                        BlockSweep& st) {
@@ -358,7 +369,7 @@ __attribute__((target("avx512bw,popcnt"))) void clean_sjis_blocks_wide(unsigned 
 #endif
 
 // The blocks of the sweep from where `st` stands, in the widest vectors the processor has.
-template <bool kScore, bool kCount>
+template <Scoring kScore, bool kCount>
 void sweep_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) {
 #if defined(__SSE2__) && defined(__x86_64__)
   if (blocks::wide_vectors())
@@ -375,7 +386,7 @@ void sweep_sjis_blocks(unsigned char* t, size_t n, size_t from, BlockSweep& st) 
 // The blocks left, then the rest byte by byte. With kCount, `ends` gets the line ends of
 // the swept text: the blocks count them as they pass the controls, and the few bytes
 // behind the blocks are counted apart.
-template <bool kScore, bool kCount>
+template <Scoring kScore, bool kCount>
 int64_t finish_sjis(unsigned char* t, size_t n, size_t from, BlockSweep& st, LineEnds* ends) {
   sweep_sjis_blocks<kScore, kCount>(t, n, from, st);
   const size_t i = st.i + st.carry;
@@ -392,7 +403,7 @@ int64_t finish_sjis(unsigned char* t, size_t n, size_t from, BlockSweep& st, Lin
   return score;
 }
 
-template <bool kScore, bool kCount = false>
+template <Scoring kScore, bool kCount = false>
 int64_t clean_sjis(unsigned char* t, size_t n, size_t from, LineEnds* ends = nullptr) {
   BlockSweep st;
   return finish_sjis<kScore, kCount>(t, n, from, st, ends);
@@ -653,7 +664,7 @@ int clean_text(char* text, int code, size_t size, int whole) {
   }
   unsigned char* t = ubytes(text);
   if (code == kSjis)
-    clean_sjis<false>(t, n, 0);
+    clean_sjis<kNoScore>(t, n, 0);
   else if (code == kEuc)
     clean_euc<false>(t, n, 0);
   else
@@ -664,7 +675,7 @@ int clean_text(char* text, int code, size_t size, int whole) {
 int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
   *ends = LineEnds{};
   if (code == kSjis) {
-    clean_sjis<false, true>(ubytes(text), size, 0, ends);
+    clean_sjis<kNoScore, true>(ubytes(text), size, 0, ends);
     return 0;
   }
   const int result = clean_text(text, code, size, 1);
@@ -674,19 +685,19 @@ int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
 
 void SjisSweep::take(size_t n) {
   if (scored_)
-    sweep_sjis_blocks<true, true>(ubytes(text_), n, from_, state_);
+    sweep_sjis_blocks<kFloor, true>(ubytes(text_), n, from_, state_);
   else
-    sweep_sjis_blocks<false, true>(ubytes(text_), n, 0, state_);
+    sweep_sjis_blocks<kNoScore, true>(ubytes(text_), n, 0, state_);
 }
 
 LineEnds SjisSweep::finish(size_t n) {
   LineEnds ends;
-  finish_sjis<false, true>(ubytes(text_), n, 0, state_, &ends);
+  finish_sjis<kNoScore, true>(ubytes(text_), n, 0, state_, &ends);
   return ends;
 }
 
-int64_t SjisSweep::finish_scored(size_t n, LineEnds* ends) {
-  return finish_sjis<true, true>(ubytes(text_), n, from_, state_, ends);
+int64_t SjisSweep::finish_floor(size_t n, LineEnds* ends) {
+  return finish_sjis<kFloor, true>(ubytes(text_), n, from_, state_, ends);
 }
 
 int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score) {
@@ -694,7 +705,7 @@ int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* s
   if (code == kCodeAuto || code > kUtf8) return 1;
   unsigned char* t = ubytes(text);
   if (code == kSjis)
-    *score = clean_sjis<true>(t, size, from);
+    *score = clean_sjis<kExact>(t, size, from);
   else if (code == kEuc)
     *score = clean_euc<true>(t, size, from);
   else

@@ -52,8 +52,8 @@ struct BlockSweep {
 
 // clean_text_counted of a Shift_JIS text that is read in pieces: each piece is swept as
 // it comes in, while it is still in the processor's cache. The text is the same. Made
-// with `score_from`, it is also clean_text_scored: the sweep scores the text from there
-// on.
+// with `score_from`, it also scores the text from there on, but only a floor of what
+// clean_text_scored gives: every pair counts 2, the lower of its two values.
 class SjisSweep {
  public:
   explicit SjisSweep(char* text) : text_(text) {}
@@ -62,8 +62,8 @@ class SjisSweep {
   void take(size_t n);
   // Sweeps the rest of the `n` bytes of the whole text; its line ends.
   LineEnds finish(size_t n);
-  // The same for a sweep that scores; the score of the whole text.
-  int64_t finish_scored(size_t n, LineEnds* ends);
+  // The same for a sweep that scores; the floor of the score of the whole text.
+  int64_t finish_floor(size_t n, LineEnds* ends);
 
  private:
   char* text_;

@@ -306,18 +306,32 @@ ByteRanges count_byte_ranges(const char* text, size_t n) {
   return r;
 }
 
-int guess_swept(const char* text, size_t len, long limit, int code, int64_t own) {
-  if (code < kSjis || code > kUtf8 || limit <= 2) return guess_code(text, limit);
-  if (static_cast<long>(len) > limit - 2) return guess_code(text, limit);
+namespace {
+
+// The bounds on the scores of a swept text, when guess_swept may use them.
+bool swept_bounds(const char* text, size_t len, long limit, Bounds* b) {
+  if (limit <= 2 || static_cast<long>(len) > limit - 2) return false;
   ByteRanges r;
   count_ranges(reinterpret_cast<const unsigned char*>(text), len, &r);
-  Bounds b = bounds_of(r);
+  *b = bounds_of(r);
+  return true;
+}
+
+bool sjis_wins(int64_t own, const Bounds& b) {
+  const int64_t sc = floor_half(own);
+  return sc >= b.euc && sc >= b.utf8;
+}
+
+}  // namespace
+
+int guess_swept(const char* text, size_t len, long limit, int code, int64_t own) {
+  Bounds b;
+  if (code < kSjis || code > kUtf8 || !swept_bounds(text, len, limit, &b))
+    return guess_code(text, limit);
   switch (code) {
-    case kSjis: {
-      int64_t sc = floor_half(own);
-      if (sc >= b.euc && sc >= b.utf8) return kSjis;
+    case kSjis:
+      if (sjis_wins(own, b)) return kSjis;
       break;
-    }
     case kEuc:
       if (own > b.sjis && own > b.utf8) return kEuc;
       break;
@@ -326,6 +340,11 @@ int guess_swept(const char* text, size_t len, long limit, int code, int64_t own)
       break;
   }
   return guess_code(text, limit);
+}
+
+bool sjis_floor_settles(const char* text, size_t len, long limit, int64_t floor) {
+  Bounds b;
+  return swept_bounds(text, len, limit, &b) && sjis_wins(floor, b);
 }
 
 namespace {

@@ -23,6 +23,11 @@ int guess_by_passes(const char* text, long limit);
 // passes of guess_code.
 int guess_swept(const char* text, size_t len, long limit, int code, int64_t own);
 
+// Whether guess_swept gives Shift_JIS for a text swept as Shift_JIS whose own score is at
+// least `floor`: the floor, against the same bounds, settles most such texts without the
+// exact score. False says nothing.
+bool sjis_floor_settles(const char* text, size_t len, long limit, int64_t floor);
+
 // How many bytes of a text lie in each range that the bounds of the guesses need.
 struct ByteRanges {
   int64_t high = 0;    // 0x80 and up

@@ -208,7 +208,7 @@ int read_log(Run& run) {
   bool swept = true;
   bool counted = sweep_as_read || !run.code_conv;
   if (run.code_conv && sweep_as_read)
-    own = sweep.finish_scored(got, &ends);
+    own = sweep.finish_floor(got, &ends);
   else if (run.code_conv)
     swept = clean_text_scored(text, f.code_in, got, log.log_first, &own) == 0;
   else if (sweep_as_read)
@@ -225,9 +225,18 @@ int read_log(Run& run) {
     // The Shift_JIS sweep has left no NUL in the text read.
     const size_t posts_len = sweep_as_read ? got - log.log_first : strnlen(posts, room);
     assert(posts_len == strnlen(posts, room));
-    int from = swept && boundary
-                   ? guess_swept(posts, posts_len, static_cast<long>(room), f.code_in, own)
-                   : guess_code(posts, static_cast<long>(room));
+    int from;
+    if (!swept || !boundary) {
+      from = guess_code(posts, static_cast<long>(room));
+    } else if (sweep_as_read &&
+               sjis_floor_settles(posts, posts_len, static_cast<long>(room), own)) {
+      from = kSjis;
+    } else {
+      // The Shift_JIS sweep gave a floor of the score that didn't settle the guess: the
+      // exact score, from a second sweep, which finds nothing more to change.
+      if (sweep_as_read) clean_text_scored(text, kSjis, got, log.log_first, &own);
+      from = guess_swept(posts, posts_len, static_cast<long>(room), f.code_in, own);
+    }
     // Shift_JIS (or EUC-JP, made Shift_JIS here) becoming UTF-8 waits for the converter
     // when nothing before it reads the text as a whole: the title from the first line
     // does. It must fit its room, which a cut would otherwise shorten.

@@ -339,7 +339,9 @@ TEST(CleanText, LeavesCodesItDoesNotKnow) {
 
 // The sweeps byte by byte, as the program first had them: what the sweeps over whole
 // blocks must agree with, bytes and score.
-int64_t sjis_swept_bytewise(std::string& s, size_t from) {
+// `outer` is what a pair outside 0x989F-0xEAA4 scores: 4 as the guess counts it, 2 for
+// the floor of the piecewise sweep.
+int64_t sjis_swept_bytewise(std::string& s, size_t from, int outer) {
   auto* t = reinterpret_cast<unsigned char*>(s.data());
   size_t n = s.size();
   int64_t score = 0;
@@ -349,7 +351,7 @@ int64_t sjis_swept_bytewise(std::string& s, size_t from) {
     unsigned d = t[i + 1];
     if ((tbl::sjis[c] & tbl::kLead) && (tbl::sjis[d] & tbl::kTrail)) {
       unsigned v = (c << 8) | d;
-      if (i >= from) score += (v >= 0x989F && v <= 0xEAA4) ? 2 : 4;
+      if (i >= from) score += (v >= 0x989F && v <= 0xEAA4) ? 2 : outer;
       i += 2;
     } else if (tbl::sjis[c] & (tbl::kSingle | tbl::kKana)) {
       t[i] = tbl::ctrl_blank[c];
@@ -366,6 +368,10 @@ int64_t sjis_swept_bytewise(std::string& s, size_t from) {
     if (c >= 0x80 && i >= from) score += (c >= 0xA1 && c <= 0xDF) ? 1 : -30;
   }
   return score;
+}
+
+int64_t sjis_swept_bytewise(std::string& s, size_t from) {
+  return sjis_swept_bytewise(s, from, 4);
 }
 
 int64_t euc_swept_bytewise(std::string& s, size_t from) {
@@ -644,7 +650,9 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
     ASSERT_EQ(piece_ends.lf, ends.lf) << "round " << round;
     ASSERT_EQ(piece_ends.cr, ends.cr) << "round " << round;
 
-    // And the sweep that scores, over the same pieces.
+    // And the sweep that scores a floor, over the same pieces: every pair counts 2.
+    std::string floor_text = in;
+    const int64_t want_floor = sjis_swept_bytewise(floor_text, from, 2);
     std::vector<char> scored(in.begin(), in.end());
     SjisSweep scoring(scored.data(), from);
     for (size_t have = 0; have < in.size();) {
@@ -652,10 +660,17 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
       scoring.take(have < in.size() ? have : in.size());
     }
     LineEnds scored_ends;
-    ASSERT_EQ(scoring.finish_scored(in.size(), &scored_ends), want_score) << "round " << round;
+    ASSERT_EQ(scoring.finish_floor(in.size(), &scored_ends), want_floor) << "round " << round;
     ASSERT_EQ(std::string(scored.begin(), scored.end()), want) << "round " << round;
     ASSERT_EQ(scored_ends.lf, ends.lf) << "round " << round;
     ASSERT_EQ(scored_ends.cr, ends.cr) << "round " << round;
+
+    // Where the floor settles nothing, the exact score comes from sweeping the swept text
+    // again: that changes nothing and scores as the first sweep did.
+    int64_t again = 0;
+    clean_text_scored(scored.data(), code, scored.size(), from, &again);
+    ASSERT_EQ(std::string(scored.begin(), scored.end()), want) << "round " << round;
+    ASSERT_EQ(again, want_score) << "round " << round;
   }
 }
 
