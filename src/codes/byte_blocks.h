@@ -4,7 +4,9 @@
 
 #include <cstdint>
 
-#if defined(__SSE2__)
+#if defined(__x86_64__)
+#include <immintrin.h>
+#elif defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
@@ -19,6 +21,13 @@ inline bool narrow_only = false;
 // vectors with masks).
 inline bool wide_vectors() {
   static const bool yes = __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
+  return yes && !narrow_only;
+}
+
+// Whether bytes may also be packed (AVX-512 VBMI2).
+inline bool compress_bytes() {
+  static const bool yes =
+      __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi2");
   return yes && !narrow_only;
 }
 #endif
@@ -79,6 +88,19 @@ inline __m128i load16(const unsigned char* p) {
 // The bits of the 16 flags in `v` (each 0 or 0xFF), placed as the `part`-th of a block.
 inline uint64_t bits16(__m128i v, int part) {
   return static_cast<uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(v))) << (16 * part);
+}
+#endif
+
+#if defined(__x86_64__)
+// The bytes of a 64-byte vector from `lo` to `hi`, one bit each (AVX-512BW).
+__attribute__((target("avx512bw"))) inline uint64_t in_range64(__m512i x, unsigned lo,
+                                                               unsigned hi) {
+  return _mm512_cmple_epu8_mask(_mm512_sub_epi8(x, _mm512_set1_epi8(static_cast<char>(lo))),
+                                _mm512_set1_epi8(static_cast<char>(hi - lo)));
+}
+
+__attribute__((target("avx512bw"))) inline uint64_t equal64(__m512i x, unsigned c) {
+  return _mm512_cmpeq_epi8_mask(x, _mm512_set1_epi8(static_cast<char>(c)));
 }
 #endif
 

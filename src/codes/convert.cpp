@@ -237,18 +237,10 @@ inline SjisMasks sjis_masks(const unsigned char* p) {
 
 #if defined(__x86_64__)
 // The same masks from one 64-byte vector, where the processor has AVX-512BW.
-__attribute__((target("avx512bw"))) inline uint64_t in_range64(__m512i x, unsigned lo,
-                                                               unsigned hi) {
-  return _mm512_cmple_epu8_mask(_mm512_sub_epi8(x, _mm512_set1_epi8(static_cast<char>(lo))),
-                                _mm512_set1_epi8(static_cast<char>(hi - lo)));
-}
-
-__attribute__((target("avx512bw"))) inline uint64_t equal64(__m512i x, unsigned c) {
-  return _mm512_cmpeq_epi8_mask(x, _mm512_set1_epi8(static_cast<char>(c)));
-}
-
 template <Scoring kScore, bool kCount>
 __attribute__((target("avx512bw"))) inline SjisMasks sjis_masks_wide(const unsigned char* p) {
+  using blocks::equal64;
+  using blocks::in_range64;
   __m512i x = _mm512_loadu_si512(p);
   uint64_t high = in_range64(x, 0x81, 0xFC);
   uint64_t half = in_range64(x, 0xA0, 0xDF);

@@ -77,9 +77,9 @@ class SjisSweep {
 // Shift_JIS before halving). `from` must lie where a character begins.
 int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score);
 
-// Keeps the Shift_JIS sweep to 16-byte vectors, EUC-JP to Shift_JIS byte by byte and the
-// byte count of the code guess to 32-byte vectors, even where the processor has wider
-// ones, so that both ways can be checked on one machine.
+// Keeps the Shift_JIS sweep to 16-byte vectors, EUC-JP to Shift_JIS and Shift_JIS to
+// UTF-8 byte by byte and the byte count of the code guess to 32-byte vectors, even where
+// the processor has wider ones, so that both ways can be checked on one machine.
 void sweep_narrow(bool narrow);
 
 // The single conversions; each works in place within `size` bytes of room.

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+#include <string>
+#include <vector>
+
 #include "codes/convert.h"
 
 namespace tz {
@@ -52,6 +56,64 @@ TEST(Cp932, DuplicatesAndOddBytesToUtf8) {
   for (const Case& c : cases) {
     EXPECT_EQ(utf8_from_sjis(c.sjis), c.utf8) << c.what;
   }
+}
+
+// The characters of a Shift_JIS text one by one, each converted alone: a lead byte with a
+// byte of 0x40 to 0xFC behind it is a pair, any other byte a character of its own.
+std::string utf8_char_by_char(const std::string& sjis) {
+  std::string out;
+  for (size_t i = 0; i < sjis.size();) {
+    const auto c = static_cast<unsigned char>(sjis[i]);
+    const auto d = i + 1 < sjis.size() ? static_cast<unsigned char>(sjis[i + 1]) : 0u;
+    const bool lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC);
+    const size_t len = lead && d >= 0x40 && d <= 0xFC ? 2 : 1;
+    out += utf8_from_sjis(sjis.substr(i, len));
+    i += len;
+  }
+  return out;
+}
+
+// Long texts go 64 bytes at a time where the processor can pack bytes: pairs across
+// the blocks' edges, runs of lead bytes, lone leads, NULs and ASCII blocks among them.
+TEST(Cp932, BlocksAgreeWithTheCharactersOneByOne) {
+  const std::vector<std::string> pieces = {
+      "\x82\xA0",
+      "\x82\xF1",
+      "\x88\x9F",
+      "\xE0\x40",
+      "\xFC\xFC",
+      "\x81\x7F",
+      "\x83\x80",
+      "\x87\x40",
+      "\x85\x40",
+      "\x81\x81\x81",
+      "\x9F\xE0\x81",
+      "\x81",
+      "\xFC",
+      "\xB1",
+      "\xA0",
+      "\x80",
+      "\xFD\xFE\xFF",
+      std::string(1, '\0'),
+      "\r\n",
+      "<>",
+      " ",
+      "ID:abcdefg0",
+      std::string(70, 'a'),
+      "\x98\x9F\xEA\xA4",
+  };
+  std::mt19937 random(11);
+  for (bool narrow : {false, true}) {
+    SCOPED_TRACE(narrow ? "byte by byte" : "widest vectors");
+    sweep_narrow(narrow);
+    for (int round = 0; round < 3000; ++round) {
+      std::string text;
+      const size_t parts = 1 + random() % 120;
+      for (size_t k = 0; k < parts; ++k) text += pieces[random() % pieces.size()];
+      ASSERT_EQ(utf8_from_sjis(text), utf8_char_by_char(text)) << "round " << round;
+    }
+  }
+  sweep_narrow(false);
 }
 
 TEST(Cp932, Utf8WithoutPlaceInTheCodePage) {
