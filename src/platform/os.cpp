@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <time.h>
@@ -13,6 +14,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace tz::os {
 
@@ -329,6 +331,46 @@ void write_stdout(const char* data, size_t len) {
 
 void flush_stdout() {
   std::fflush(stdout);
+}
+
+namespace {
+
+constexpr size_t kHugePage = 2 << 20;
+
+}  // namespace
+
+char* alloc_large(size_t n) {
+#if defined(__SANITIZE_ADDRESS__)
+  // The address checker watches only the memory it hands out itself.
+  return new (std::nothrow) char[n];
+#else
+  // Huge pages need an aligned start: the mapping is taken a huge page larger and
+  // trimmed to one.
+  const size_t len = (n + kHugePage - 1) / kHugePage * kHugePage;
+  void* got =
+      mmap(nullptr, len + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (got == MAP_FAILED) return nullptr;
+  auto* raw = static_cast<char*>(got);
+  const auto at = reinterpret_cast<uintptr_t>(raw);
+  char* start = raw + ((kHugePage - at % kHugePage) % kHugePage);
+  if (start > raw) munmap(raw, static_cast<size_t>(start - raw));
+  char* end = raw + len + kHugePage;
+  if (end > start + len) munmap(start + len, static_cast<size_t>(end - (start + len)));
+#if defined(MADV_HUGEPAGE)
+  madvise(start, len, MADV_HUGEPAGE);  // a hint: without huge pages it is memory all the same
+#endif
+  return start;
+#endif
+}
+
+void free_large(char* p, size_t n) {
+  if (p == nullptr) return;
+#if defined(__SANITIZE_ADDRESS__)
+  (void)n;
+  delete[] p;
+#else
+  munmap(p, (n + kHugePage - 1) / kHugePage * kHugePage);
+#endif
 }
 
 }  // namespace tz::os

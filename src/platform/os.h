@@ -2,6 +2,7 @@
 // file-name code of the platform (UTF-8) and use '/' as separator.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -35,6 +36,12 @@ int open_write(const std::string& path);
 // Writes all `n` bytes; false (errno set) when they could not all be written.
 bool write_all(int fd, const char* data, size_t n);
 bool close_file(int fd);
+
+// Memory for a large work block, `n` bytes, in huge pages where the system gives them:
+// every page costs a fault when it is first written, and a huge page costs one fault for
+// 512. Null when there is none. It is given back with free_large and the same `n`.
+char* alloc_large(size_t n);
+void free_large(char* p, size_t n);
 
 // Sets access and modification time of a file.
 bool set_file_times(const std::string& path, int64_t atime, int64_t mtime);

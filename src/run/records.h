@@ -10,7 +10,10 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "platform/os.h"
 
 namespace tz {
 
@@ -324,8 +327,24 @@ class ByteBlock {
  public:
   static constexpr size_t kReserve = 8 << 20;
 
-  char* data() { return data_.get(); }
-  const char* data() const { return data_.get(); }
+  ByteBlock() = default;
+  ByteBlock(ByteBlock&& other) noexcept
+      : data_(std::exchange(other.data_, nullptr)),
+        size_(std::exchange(other.size_, 0)),
+        room_(std::exchange(other.room_, 0)) {}
+  ByteBlock& operator=(ByteBlock&& other) noexcept {
+    if (this != &other) {
+      release();
+      data_ = std::exchange(other.data_, nullptr);
+      size_ = std::exchange(other.size_, 0);
+      room_ = std::exchange(other.room_, 0);
+    }
+    return *this;
+  }
+  ~ByteBlock() { release(); }
+
+  char* data() { return data_; }
+  const char* data() const { return data_; }
   size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
   // Makes room for `n` bytes; the contents are not kept. False: out of memory.
@@ -340,10 +359,11 @@ class ByteBlock {
     // Room for a few MB is taken at once: a page costs only once it is written, and each
     // block got anew costs its pages again (a walk meets ever longer logs).
     const size_t room = n < kReserve ? kReserve : n;
-    char* p = new (std::nothrow) char[room];
+    char* p = os::alloc_large(room);
     if (!p) return false;
-    if (keep) std::memcpy(p, data_.get(), keep < size_ ? keep : size_);
-    data_.reset(p);
+    if (keep && size_) std::memcpy(p, data_, keep < size_ ? keep : size_);
+    release();
+    data_ = p;
     size_ = room;
     room_ = room;
     return true;
@@ -352,11 +372,12 @@ class ByteBlock {
   void assign(const char* text, size_t n) {
     release();
     grow(n + 1);
-    std::memcpy(data_.get(), text, n);
+    std::memcpy(data_, text, n);
     data_[n] = '\0';
   }
   void release() {
-    data_.reset();
+    os::free_large(data_, room_);
+    data_ = nullptr;
     size_ = 0;
     room_ = 0;
   }
@@ -365,7 +386,7 @@ class ByteBlock {
   void set_aside() { size_ = 0; }
 
  private:
-  std::unique_ptr<char[]> data_;
+  char* data_ = nullptr;
   size_t size_ = 0;
   size_t room_ = 0;  // what data_ holds; size_ is 0 while the block is set aside
 };

@@ -51,5 +51,29 @@ TEST(ByteBlock, SetAsideKeepsTheMemoryForTheNextGrowth) {
   }
 }
 
+// The log buffer and the work block change places with every conversion into UTF-8: each
+// keeps its own bytes and room through the exchange, and a block moved from is empty.
+TEST(ByteBlock, ChangingPlacesKeepsEachBlockWhole) {
+  ByteBlock log;
+  ByteBlock work;
+  ASSERT_TRUE(log.grow(100));
+  ASSERT_TRUE(work.grow(ByteBlock::kReserve + 4096));
+  std::memcpy(log.data(), "log", 4);
+  std::memcpy(work.data() + ByteBlock::kReserve, "work", 5);
+  const size_t log_room = log.size();
+  const size_t work_room = work.size();
+
+  std::swap(log, work);
+  EXPECT_EQ(log.size(), work_room);
+  EXPECT_EQ(work.size(), log_room);
+  EXPECT_STREQ(log.data() + ByteBlock::kReserve, "work");
+  EXPECT_STREQ(work.data(), "log");
+
+  ByteBlock taken(std::move(work));
+  EXPECT_STREQ(taken.data(), "log");
+  EXPECT_TRUE(work.empty());
+  EXPECT_EQ(work.data(), nullptr);
+}
+
 }  // namespace
 }  // namespace tz
