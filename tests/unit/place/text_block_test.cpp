@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace tz {
 namespace {
@@ -20,7 +21,9 @@ TEST(TextBlock, KeepsItsTextAsItsRoomGrows) {
     size_t piece;
     int pieces;
   } cases[] = {
-      {0, 1, 40}, {16, 7, 30}, {100, 100, 5}, {64, 1000, 3}, {1 << 16, 70000, 2},
+      {0, 1, 40},          {16, 7, 30},          {100, 100, 5}, {64, 1000, 3},
+      {1 << 16, 70000, 2}, {1 << 16, 200000, 3},  // from a block of the usual size to one of its
+                                                  // own
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.reserved << " reserved, pieces of " << c.piece);
@@ -57,6 +60,34 @@ TEST(TextBlock, MovedBlockLeavesAnEmptyOne) {
   b.clear();
   EXPECT_TRUE(b.empty());
   EXPECT_GE(b.capacity(), 4u);
+}
+
+// Blocks of the usual size are cut from shared pages and come back to be taken again: the
+// blocks in use never overlap, over more than one page of them, and one given back is
+// the next taken.
+TEST(TextBlock, BlocksOfTheUsualSizeAreKeptApartAndTakenAgain) {
+  std::vector<TextBlock> blocks(14);
+  for (size_t k = 0; k < blocks.size(); ++k) {
+    blocks[k].reserve(k % 2 ? 10 : block_memory::kUsual);
+    ASSERT_EQ(blocks[k].capacity(), block_memory::kUsual);
+    const std::string fill(block_memory::kUsual, static_cast<char>('a' + k));
+    blocks[k].append(fill.data(), fill.size());
+  }
+  for (size_t k = 0; k < blocks.size(); ++k) {
+    const std::string want(block_memory::kUsual, static_cast<char>('a' + k));
+    ASSERT_EQ(text_of(blocks[k]), want) << "block " << k;
+  }
+#if !defined(__SANITIZE_ADDRESS__)  // there each block is its own, for the checker
+  const char* freed = blocks[3].data();
+  blocks[3] = TextBlock();
+  TextBlock again;
+  again.reserve(1);
+  EXPECT_EQ(again.data(), freed);
+#endif
+
+  TextBlock large;
+  large.reserve(block_memory::kUsual + 1);
+  EXPECT_EQ(large.capacity(), block_memory::kUsual + 1);
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ TEST(ByteBlock, ChangingPlacesKeepsEachBlockWhole) {
 
   ByteBlock taken(std::move(work));
   EXPECT_STREQ(taken.data(), "log");
-  EXPECT_TRUE(work.empty());
+  EXPECT_TRUE(work.empty());  // NOLINT(bugprone-use-after-move): a moved block is empty
   EXPECT_EQ(work.data(), nullptr);
 }
 
