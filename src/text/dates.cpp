@@ -109,9 +109,9 @@ bool is_dead_mark(const Run& run, const Field& f) {
 long find_time(const Field& f) {
   const char* t = f.text;
   for (long top = f.len - 2; top > 10;) {  // colons at 10 to top - 1 are left to look at
-    const void* hit = memrchr(t + 10, ':', static_cast<size_t>(top - 10));
+    const char* hit = last_byte(t, t + 10, t + top, ':');
     if (hit == nullptr) return -1;
-    const long colon = static_cast<const char*>(hit) - t;
+    const long colon = hit - t;
     if (is_digit(t[colon + 1]) && is_digit(t[colon - 1]) && t[colon + 2] != '>') return colon + 1;
     top = colon;
   }
@@ -204,9 +204,9 @@ size_t weekday_to_sjis(Run& run, char* wd, size_t n, int code) {
 // The bracket before the time; `wd` gets its text in Shift_JIS when it is closed.
 void read_weekday(Run& run, const Field& f, long p, int code, DateInfo* info, char* wd) {
   wd[0] = '\0';
-  const void* bracket = memrchr(f.text, '(', static_cast<size_t>(p));
+  const char* bracket = last_byte(f.text, f.text, f.text + p, '(');
   if (bracket == nullptr) return;
-  const long open = static_cast<const char*>(bracket) - f.text;
+  const long open = bracket - f.text;
   long k = open + 1;
   size_t n = 0;
   while (n < 30 && k < f.len && f.text[k] != ')') wd[n++] = f.text[k++];
@@ -299,9 +299,9 @@ void read_day(Run& run, const Field& f, long p, int code, DateInfo* info, char* 
   long q = 0;
   const char* t = f.text;
   for (long top = p - 1; top > 4;) {  // slashes at 4 to top - 1 are left to look at
-    const void* hit = memrchr(t + 4, '/', static_cast<size_t>(top - 4));
+    const char* hit = last_byte(t, t + 4, t + top, '/');
     if (hit == nullptr) break;
-    const long slash = static_cast<const char*>(hit) - t;
+    const long slash = hit - t;
     if (is_digit(t[slash + 1]) && is_digit(t[slash - 1])) {
       q = slash + 1;
       break;

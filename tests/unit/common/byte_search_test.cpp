@@ -55,5 +55,27 @@ TEST(CopyBytes, CopiesEveryLengthExactly) {
   }
 }
 
+// The last byte of a range, against memrchr: every range of a 48-byte text (sixteen-byte
+// steps, the short rest read from behind or byte by byte), the readable start anywhere
+// before it, and the byte anywhere or nowhere.
+TEST(LastByte, AgreesWithMemrchrOverEveryRange) {
+  std::string text(48, '.');
+  for (size_t hit :
+       {size_t{0}, size_t{5}, size_t{15}, size_t{16}, size_t{31}, size_t{47}, text.size()}) {
+    std::string t = text;
+    if (hit < t.size()) t[hit] = ':';
+    t[hit / 2] = ':';
+    for (size_t from = 0; from <= t.size(); ++from) {
+      for (size_t to = from; to <= t.size(); ++to) {
+        for (size_t lo : {size_t{0}, from}) {
+          const void* want = memrchr(t.data() + from, ':', to - from);
+          EXPECT_EQ(last_byte(t.data() + lo, t.data() + from, t.data() + to, ':'), want)
+              << "hit " << hit << ", " << from << " to " << to << ", readable from " << lo;
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tz
