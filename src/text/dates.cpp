@@ -182,8 +182,15 @@ size_t weekday_to_sjis(Run& run, char* wd, size_t n, int code) {
     return std::strlen(wd);
   }
   ConvertState& cs = run.conv;
+  // The names are a few bytes, all as long in one code: compared here, not by a call.
+  auto same = [&](const WeekdayMemo& m) {
+    if (m.code != code || m.len != n) return false;
+    size_t k = 0;
+    while (k < n && wd[k] == m.text[k]) ++k;
+    return k == n;
+  };
   for (const WeekdayMemo& m : cs.weekdays) {
-    if (m.code == code && m.len == n && std::equal(wd, wd + n, m.text)) {
+    if (same(m)) {
       std::memcpy(wd, m.sjis, m.sjis_len + 1);
       return m.sjis_len;
     }
