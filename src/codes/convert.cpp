@@ -1,6 +1,7 @@
 #include "codes/convert.h"
 
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -860,14 +861,19 @@ size_t convert_code(Run& run, char* text, int from, int to, size_t size) {
   return strnlen(text, size);
 }
 
-size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to, size_t size) {
+size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to, size_t size,
+                        size_t len) {
   char* text = block.data() + offset;
   bool to_utf8 = to == kUtf8 && (from == kSjis || from == kEuc);
   if (!to_utf8 || size == 0) return convert_code(run, text, from, to, size);
-  if (from == kEuc) euc_to_sjis(text, size);
+  if (from == kEuc) {
+    euc_to_sjis(text, size);
+    len = kLengthUnknown;
+  }
   // The UTF-8 text is written into the work block behind a copy of what stands before
   // `offset`, and the blocks change places: the log is not copied back.
-  size_t len = strnlen(text, size);
+  if (len == kLengthUnknown) len = strnlen(text, size);
+  assert(len == strnlen(text, size));
   ByteBlock& out = run.conv_block;
   if (len == 0 || !out.grow(offset + 3 * len + 16)) return sjis_to_utf8(run, text, size);
   std::memcpy(out.data(), block.data(), offset);

@@ -20,8 +20,11 @@ size_t convert_code(Run& run, char* text, int from, int to, size_t size);
 
 // convert_code of the text at `offset` in `block` (room `size`), for whole logs: where the
 // text grows, the result may take the place of `block` (which then holds the bytes before
-// `offset` unchanged). Returns the new length of the text.
-size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to, size_t size);
+// `offset` unchanged). Returns the new length of the text. `len`, when known, is where
+// its first NUL stands (strnlen(text, size)).
+constexpr size_t kLengthUnknown = static_cast<size_t>(-1);
+size_t convert_log_text(Run& run, ByteBlock& block, size_t offset, int from, int to, size_t size,
+                        size_t len = kLengthUnknown);
 
 // The same on a string whose room is `size` bytes (the result keeps at most size - 1).
 void convert_code(Run& run, std::string& text, int from, int to, size_t size);

@@ -303,7 +303,9 @@ void bring_posts_into_utf8(Run& run) {
   if (!log.utf8_due) return;
   log.utf8_due = false;
   size_t room = log.sfile.size() - log.utf8_from;
-  log.len = log.utf8_from + convert_log_text(run, log.sfile, log.utf8_from, kSjis, kUtf8, room);
+  // The posts end at the log's first NUL: the sweep leaves none among them.
+  log.len = log.utf8_from + convert_log_text(run, log.sfile, log.utf8_from, kSjis, kUtf8, room,
+                                             log.len - log.utf8_from);
   find_posts(run);
 }
 
