@@ -319,12 +319,24 @@ void read_day(Run& run, const Field& f, long p, int code, DateInfo* info, char* 
   if (q <= 4 || t[q - 4] != '/') return;
   long start;
   if (q > 6 && f.digit(q - 7) && f.digit(q - 8)) {
-    // YYYY/MM/DD, q on the day.
-    std::memcpy(digits, t + q - 8, 4);
-    digits[4] = t[q - 3];
-    digits[5] = t[q - 2];
-    digits[6] = t[q];
-    digits[7] = t[q + 1];
+    // YYYY/MM/DD, q on the day. The eight digits go in with one store where they can:
+    // repair_date reads them back as one number at once, which the processor can't take
+    // from five stores still on their way.
+    if constexpr (std::endian::native == std::endian::little) {
+      uint32_t year;
+      std::memcpy(&year, t + q - 8, 4);
+      auto at = [&](long k, int shift) {
+        return static_cast<uint64_t>(static_cast<uint8_t>(t[k])) << shift;
+      };
+      const uint64_t eight = year | at(q - 3, 32) | at(q - 2, 40) | at(q, 48) | at(q + 1, 56);
+      std::memcpy(digits, &eight, 8);
+    } else {
+      std::memcpy(digits, t + q - 8, 4);
+      digits[4] = t[q - 3];
+      digits[5] = t[q - 2];
+      digits[6] = t[q];
+      digits[7] = t[q + 1];
+    }
     info->year_digits = 4;
     start = q - 8;
     repair_date(info, digits, wd);
