@@ -197,7 +197,7 @@ TZ_COMPRESS inline void put_entries(const uint32_t* entries, uint64_t second, un
 TZ_COMPRESS unsigned char* write_utf8_blocks(const Utf8Tables& tables, const unsigned char* p,
                                              size_t n, unsigned char* o) {
   alignas(64) uint32_t entries[64];
-  alignas(64) int32_t pair_index[64];
+  alignas(64) uint16_t pair_index[64];
   const __m512i length_one = _mm512_set1_epi32(0x01000000);
   size_t i = 0;
   uint64_t carry = 0;  // 1 when byte i is the second of a pair begun before it
@@ -222,18 +222,22 @@ TZ_COMPRESS unsigned char* write_utf8_blocks(const Utf8Tables& tables, const uns
     for (int part = 0; part < 4; ++part) {
       // (The masked widening: GCC 12 takes the plain one's undefined start for a fault.)
       const auto* at = reinterpret_cast<const __m128i*>(p + i + 16 * part);
-      const __m512i first = _mm512_maskz_cvtepu8_epi32(0xFFFF, _mm_loadu_si128(at));
-      const __m512i next = _mm512_maskz_cvtepu8_epi32(
-          0xFFFF, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 16 * part + 1)));
-      _mm512_store_si512(entries + 16 * part, _mm512_or_si512(first, length_one));
-      // The pair's index in the table: its row (sjis_lead_index) and the second byte's
-      // place, worked out for every byte and used at the first bytes of pairs.
-      const __mmask16 upper = _mm512_cmpge_epu32_mask(first, _mm512_set1_epi32(0xE0));
-      __m512i row = _mm512_sub_epi32(first, _mm512_set1_epi32(0x81));
-      row = _mm512_mask_sub_epi32(row, upper, row, _mm512_set1_epi32(0xE0 - 0xA0));
-      const __m512i index = _mm512_add_epi32(_mm512_mullo_epi32(row, _mm512_set1_epi32(189)),
-                                             _mm512_sub_epi32(next, _mm512_set1_epi32(0x40)));
-      _mm512_store_si512(pair_index + 16 * part, index);
+      const __m512i bytes = _mm512_maskz_cvtepu8_epi32(0xFFFF, _mm_loadu_si128(at));
+      _mm512_store_si512(entries + 16 * part, _mm512_or_si512(bytes, length_one));
+    }
+    // The pair's index in the table, in 16 bits: its row (sjis_lead_index) and the second
+    // byte's place, worked out for every byte and used at the first bytes of pairs.
+    for (int half = 0; half < 2; ++half) {
+      const auto* at = reinterpret_cast<const __m256i*>(p + i + 32 * half);
+      const auto* behind = reinterpret_cast<const __m256i*>(p + i + 32 * half + 1);
+      const __m512i first = _mm512_maskz_cvtepu8_epi16(~0u, _mm256_loadu_si256(at));
+      const __m512i next = _mm512_maskz_cvtepu8_epi16(~0u, _mm256_loadu_si256(behind));
+      const __mmask32 upper = _mm512_cmpge_epu16_mask(first, _mm512_set1_epi16(0xE0));
+      __m512i row = _mm512_sub_epi16(first, _mm512_set1_epi16(0x81));
+      row = _mm512_mask_sub_epi16(row, upper, row, _mm512_set1_epi16(0xE0 - 0xA0));
+      const __m512i index = _mm512_add_epi16(_mm512_mullo_epi16(row, _mm512_set1_epi16(189)),
+                                             _mm512_sub_epi16(next, _mm512_set1_epi16(0x40)));
+      _mm512_store_si512(pair_index + 32 * half, index);
     }
     for (uint64_t m = pair; m; m &= m - 1) {
       const unsigned k = blocks::lowest_bit(m);
