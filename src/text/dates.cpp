@@ -118,35 +118,45 @@ long find_time(const Field& f) {
   return -1;
 }
 
+// Eight digits of a date or a time, "0" where none is set, gathered in a register and
+// stored with one move: the reader reads them back as one number, which the processor
+// can't take from single bytes still on their way to memory.
+class EightDigits {
+ public:
+  EightDigits() { std::memcpy(&v_, kZeroDigits, sizeof v_); }
+  EightDigits& set(int k, char c) {
+    const int shift = std::endian::native == std::endian::little ? 8 * k : 56 - 8 * k;
+    v_ = (v_ & ~(uint64_t{0xFF} << shift)) | uint64_t{static_cast<uint8_t>(c)} << shift;
+    return *this;
+  }
+  void store(char* to) const { std::memcpy(to, &v_, sizeof v_); }
+
+ private:
+  uint64_t v_;
+};
+
 // Time digits from `p`, the first digit of the last group; result the end of the time.
 long read_time(const Field& f, long p, DateInfo* info, char* digits) {
   // p stands above 10 and before the last byte: p - 6 to p + 1 lie in the field.
   const char* x = f.text;
-  char* t = digits + 8;
+  EightDigits t;
   long end = p + 2;
   if (is_digit(x[p - 3]) && x[p - 4] == ':' && is_digit(x[p - 5])) {
-    t[0] = x[p - 6];
-    t[1] = x[p - 5];
-    t[2] = x[p - 3];
-    t[3] = x[p - 2];
-    t[4] = x[p];
-    t[5] = x[p + 1];
+    t.set(0, x[p - 6]).set(1, x[p - 5]).set(2, x[p - 3]).set(3, x[p - 2]);
+    t.set(4, x[p]).set(5, x[p + 1]);
     info->time_digits = 6;
     if (f.is(p + 2, '.')) {
-      t[6] = f.at(p + 3);
-      t[7] = f.at(p + 4);
+      t.set(6, f.at(p + 3)).set(7, f.at(p + 4));
       info->time_digits = 8;
       info->centi = 1;
       end = p + 5 < f.len ? p + 5 : f.len;
     }
   } else {
     // The hour is taken as it stands, a blank included.
-    t[0] = x[p - 3];
-    t[1] = x[p - 2];
-    t[2] = x[p];
-    t[3] = x[p + 1];
+    t.set(0, x[p - 3]).set(1, x[p - 2]).set(2, x[p]).set(3, x[p + 1]);
     info->time_digits = 4;
   }
+  t.store(digits + 8);
   return end;
 }
 
@@ -319,24 +329,10 @@ void read_day(Run& run, const Field& f, long p, int code, DateInfo* info, char* 
   if (q <= 4 || t[q - 4] != '/') return;
   long start;
   if (q > 6 && f.digit(q - 7) && f.digit(q - 8)) {
-    // YYYY/MM/DD, q on the day. The eight digits go in with one store where they can:
-    // repair_date reads them back as one number at once, which the processor can't take
-    // from five stores still on their way.
-    if constexpr (std::endian::native == std::endian::little) {
-      uint32_t year;
-      std::memcpy(&year, t + q - 8, 4);
-      auto at = [&](long k, int shift) {
-        return static_cast<uint64_t>(static_cast<uint8_t>(t[k])) << shift;
-      };
-      const uint64_t eight = year | at(q - 3, 32) | at(q - 2, 40) | at(q, 48) | at(q + 1, 56);
-      std::memcpy(digits, &eight, 8);
-    } else {
-      std::memcpy(digits, t + q - 8, 4);
-      digits[4] = t[q - 3];
-      digits[5] = t[q - 2];
-      digits[6] = t[q];
-      digits[7] = t[q + 1];
-    }
+    // YYYY/MM/DD, q on the day.
+    EightDigits day;
+    for (int k = 0; k < 4; ++k) day.set(k, t[q - 8 + k]);
+    day.set(4, t[q - 3]).set(5, t[q - 2]).set(6, t[q]).set(7, t[q + 1]).store(digits);
     info->year_digits = 4;
     start = q - 8;
     repair_date(info, digits, wd);
