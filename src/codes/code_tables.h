@@ -6,9 +6,7 @@
 namespace tz {
 
 // Lead byte index: 0x81..0x9F -> 0..30, 0xE0..0xFC -> 31..59. Trail index: byte - 0x40.
-inline int sjis_lead_index(unsigned lead) {
-  return lead < 0xA0 ? lead - 0x81 : lead - 0xE0 + 31;
-}
+inline int sjis_lead_index(unsigned lead) { return lead < 0xA0 ? lead - 0x81 : lead - 0xE0 + 31; }
 
 // Unicode of a code page 932 double byte; 0 = not a character of the code page.
 extern const uint16_t kSjisToUcs[60][189];
