@@ -24,10 +24,10 @@ inline bool wide_vectors() {
   return yes && !narrow_only;
 }
 
-// Whether bytes may also be packed (AVX-512 VBMI2).
+// Whether bytes may also be packed (AVX-512 VBMI2, with BMI2 for the masks).
 inline bool compress_bytes() {
-  static const bool yes =
-      __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi2");
+  static const bool yes = __builtin_cpu_supports("avx512bw") &&
+                          __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
   return yes && !narrow_only;
 }
 #endif

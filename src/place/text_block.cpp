@@ -1,6 +1,7 @@
 #include "place/text_block.h"
 
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "platform/os.h"
@@ -65,7 +66,11 @@ void give(char* block, size_t room) {
   }
   Pool& p = pool();
   std::lock_guard<std::mutex> lock(p.mu);
-  p.free.push_back(block);
+  try {
+    p.free.push_back(block);
+  } catch (const std::bad_alloc&) {
+    // Given back from a destructor, which can't fail: the block is only lost to the pool.
+  }
 }
 
 }  // namespace tz::block_memory
