@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <string>
 
+#include "codes/convert.h"
+#include "codes/guess.h"
 #include "log/identify.h"
 #include "log_fixture.h"
 #include "run/run.h"
@@ -162,6 +164,21 @@ TEST_F(FirstPassTest, PostsLeftInShiftJisReadAsUtf8) {
   const std::string hidden = post(1) + hidden_sage + post(3, "sage");
   std::string euc = hidden;
   convert_code(*run_, euc, kSjis, kEuc, 4096);
+  // Pairs whose second bytes open UTF-8 sequences: the floor of the Shift_JIS score that
+  // the sweep gives can't settle the guess, the exact score does.
+  std::string many_mo;
+  for (int minute = 1; minute <= 8; ++minute)
+    many_mo += sj("ももあももあ<>sage<>2006/01/01(日) 00:0" + std::to_string(minute) +
+                  ":00<>ももあももあももあももあ<>\n");
+  {
+    std::string swept = many_mo;
+    SjisSweep sweep(swept.data(), 0);
+    LineEnds ends;
+    const int64_t floor = sweep.finish_floor(swept.size(), &ends);
+    const long room = static_cast<long>(swept.size()) + 16;
+    ASSERT_FALSE(sjis_floor_settles(swept.c_str(), swept.size(), room, floor));
+    ASSERT_EQ(guess_code(swept.c_str(), room), kSjis);
+  }
   struct Case {
     const char* what;
     std::string bytes;
@@ -172,6 +189,8 @@ TEST_F(FirstPassTest, PostsLeftInShiftJisReadAsUtf8) {
       {"sage within a character", hidden, hidden, "2006010100030000", "2006010100020000"},
       {"the same in EUC-JP", euc, hidden, "2006010100030000", "2006010100020000"},
       {"half-width kana", post(1) + kana, post(1) + kana, "2006010100030000", "2006010100010000"},
+      {"a score the floor doesn't settle", many_mo, many_mo, "2006010100080000",
+       "2006010100010000"},
   };
   for (const Case& c : cases) {
     ASSERT_EQ(read_into(c.bytes, kUtf8), 0) << c.what;
