@@ -46,9 +46,11 @@ uint32_t single_byte_ucs(unsigned c) {
 // UTF-8 of every double byte and every single byte, made once from the code tables:
 // the bytes in the low three bytes of an entry, their number in the high one, so that
 // a character is one load and one store of four bytes.
+// The pairs' entries come first and the single bytes' behind them (at `kSingles` plus the
+// byte), so that one index reaches either.
+constexpr int kSingles = 60 * 189;
 struct Utf8Tables {
-  uint32_t pair[60 * 189];
-  uint32_t single[256];  // a lead byte holds the default character
+  uint32_t entry[kSingles + 256];  // a lead byte alone holds the default character
   // A lead byte's row start plus a second byte's place is the index of the pair; both
   // parts are far below zero for bytes that make no pair, so one sign test decides.
   int row[256];
@@ -66,11 +68,11 @@ const Utf8Tables& utf8_tables() {
     for (int lead = 0; lead < 60; ++lead)
       for (int trail = 0; trail < 189; ++trail) {
         uint16_t v = kSjisToUcs[lead][trail];
-        t->pair[lead * 189 + trail] = pack(utf8_bytes(v ? v : kNoChar));
+        t->entry[lead * 189 + trail] = pack(utf8_bytes(v ? v : kNoChar));
       }
     for (unsigned c = 0; c < 256; ++c) {
       uint32_t u = single_byte_ucs(c);
-      t->single[c] = pack(utf8_bytes(u || c == 0 ? u : kNoChar));
+      t->entry[kSingles + c] = pack(utf8_bytes(u || c == 0 ? u : kNoChar));
       bool lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC);
       t->row[c] = lead ? sjis_lead_index(c) * 189 : -0x100000;
       t->place[c] = c >= 0x40 && c <= 0xFC ? static_cast<int>(c) - 0x40 : -0x100000;
@@ -137,7 +139,7 @@ unsigned char* write_utf8_bytewise(const Utf8Tables& tables, const unsigned char
     unsigned c = p[i];
     int pair = tables.row[c] + tables.place[p[i + 1]];
     if (pair >= 0) {
-      put(tables.pair[pair]);
+      put(tables.entry[pair]);
       i += 2;
       continue;
     }
@@ -159,20 +161,22 @@ unsigned char* write_utf8_bytewise(const Utf8Tables& tables, const unsigned char
       ++i;
       continue;
     }
-    put(tables.single[c]);
+    put(tables.entry[kSingles + c]);
     ++i;
   }
-  if (i < n) put(tables.single[p[i]]);
+  if (i < n) put(tables.entry[kSingles + p[i]]);
   return o;
 }
 
 #if defined(__x86_64__)
 #define TZ_COMPRESS __attribute__((target("avx512bw,avx512vbmi2,bmi,bmi2,popcnt")))
 
-// The characters of a block of 64 bytes, one table entry for each byte in `entries`;
-// those of the second bytes of pairs (`second`) are no characters. Each entry gives
-// its length of bytes, which are packed together behind `o`.
-TZ_COMPRESS inline void put_entries(const uint32_t* entries, uint64_t second, unsigned char*& o) {
+// Packs the UTF-8 of a block of 64 bytes behind `o`. Each byte gets a table entry: its own
+// for ASCII, none for the second byte of a pair (`second`), and for the others
+// (`chars`) the next of `found`. An entry gives its length of bytes in its high byte.
+TZ_COMPRESS inline void pack_block(const unsigned char* block, uint64_t chars, uint64_t second,
+                                   const uint32_t* found, unsigned char*& o) {
+  const __m512i length_one = _mm512_set1_epi32(0x01000000);
   // The length byte of each entry, spread over its four bytes.
   const __m512i spread =
       _mm512_set_epi8(15, 15, 15, 15, 11, 11, 11, 11, 7, 7, 7, 7, 3, 3, 3, 3, 15, 15, 15, 15, 11,
@@ -180,8 +184,13 @@ TZ_COMPRESS inline void put_entries(const uint32_t* entries, uint64_t second, un
                       7, 3, 3, 3, 3, 15, 15, 15, 15, 11, 11, 11, 11, 7, 7, 7, 7, 3, 3, 3, 3);
   const __m512i place = _mm512_set1_epi32(0x03020100);
   for (int part = 0; part < 4; ++part) {
-    const auto chars = static_cast<__mmask16>(~second >> (16 * part));
-    const __m512i e = _mm512_maskz_loadu_epi32(chars, entries + 16 * part);
+    const auto looked_up = static_cast<__mmask16>(chars >> (16 * part));
+    const auto ascii = static_cast<__mmask16>(~(chars | second) >> (16 * part));
+    const auto* at = reinterpret_cast<const __m128i*>(block + 16 * part);
+    __m512i e = _mm512_maskz_cvtepu8_epi32(ascii, _mm_loadu_si128(at));
+    e = _mm512_mask_or_epi32(e, ascii, e, length_one);
+    e = _mm512_mask_expand_epi32(e, looked_up, _mm512_loadu_si512(found));
+    found += __builtin_popcount(looked_up);
     const uint64_t counts = _mm512_cmpgt_epu8_mask(_mm512_shuffle_epi8(e, spread), place);
     const auto n = static_cast<unsigned>(__builtin_popcountll(counts));
     _mm512_mask_storeu_epi8(o, _bzhi_u64(~0ull, n), _mm512_maskz_compress_epi8(counts, e));
@@ -190,21 +199,31 @@ TZ_COMPRESS inline void put_entries(const uint32_t* entries, uint64_t second, un
 }
 
 // Whole blocks of 64 bytes, where the processor can pack bytes (AVX-512 VBMI2). The
-// pairs of a block are found from its masks as the sweep finds them; each byte gets a
-// table entry (its own for ASCII, the pair's at a first byte), and the entries are
-// packed. Only the table loads of the pairs are one at a time, without a branch: a
-// byte-wise loop mispredicts at every change between ASCII and double bytes.
+// pairs of a block are found from its masks as the sweep finds them. The table indexes
+// of its pairs and single high bytes are worked out in 16-bit lanes and packed together,
+// so that their entries are looked up four at a time without a branch (a byte-wise loop
+// mispredicts at every change between ASCII and double bytes). A block is packed only
+// behind the lookups of the next: loading the entries just stored would wait for them.
 TZ_COMPRESS unsigned char* write_utf8_blocks(const Utf8Tables& tables, const unsigned char* p,
                                              size_t n, unsigned char* o) {
-  alignas(64) uint32_t entries[64];
-  alignas(64) uint16_t pair_index[64];
-  const __m512i length_one = _mm512_set1_epi32(0x01000000);
+  // Lookups run in fours past the last index, so every slot holds a valid index.
+  alignas(64) uint16_t index[64 + 32] = {};
+  alignas(64) uint32_t found[2][64 + 4];
+  unsigned side = 0;                       // `found` of the block being looked up
+  const unsigned char* waiting = nullptr;  // the block looked up but not packed yet
+  uint64_t waiting_chars = 0;
+  uint64_t waiting_second = 0;
+  auto pack_waiting = [&] {
+    if (waiting) pack_block(waiting, waiting_chars, waiting_second, found[side ^ 1], o);
+    waiting = nullptr;
+  };
   size_t i = 0;
   uint64_t carry = 0;  // 1 when byte i is the second of a pair begun before it
   for (; i + 64 < n; i += 64) {
     const __m512i x = _mm512_loadu_si512(p + i);
     const uint64_t high = _mm512_movepi8_mask(x);
     if (high == 0 && carry == 0) {
+      pack_waiting();
       _mm512_storeu_si512(o, x);
       o += 64;
       continue;
@@ -219,14 +238,10 @@ TZ_COMPRESS unsigned char* write_utf8_blocks(const Utf8Tables& tables, const uns
     const uint64_t pair = blocks::pair_starts(carry ? lead & ~1ull : lead) & trailed;
     const uint64_t second = (pair << 1) | carry;
     carry = pair >> 63;
-    for (int part = 0; part < 4; ++part) {
-      // (The masked widening: GCC 12 takes the plain one's undefined start for a fault.)
-      const auto* at = reinterpret_cast<const __m128i*>(p + i + 16 * part);
-      const __m512i bytes = _mm512_maskz_cvtepu8_epi32(0xFFFF, _mm_loadu_si128(at));
-      _mm512_store_si512(entries + 16 * part, _mm512_or_si512(bytes, length_one));
-    }
-    // The pair's index in the table, in 16 bits: its row (sjis_lead_index) and the second
-    // byte's place, worked out for every byte and used at the first bytes of pairs.
+    const uint64_t chars = high & ~second;
+    // A pair's index is its row (sjis_lead_index) and the second byte's place, a single
+    // byte's is kSingles and the byte.
+    const auto low_chars = static_cast<uint32_t>(chars);
     for (int half = 0; half < 2; ++half) {
       const auto* at = reinterpret_cast<const __m256i*>(p + i + 32 * half);
       const auto* behind = reinterpret_cast<const __m256i*>(p + i + 32 * half + 1);
@@ -235,20 +250,30 @@ TZ_COMPRESS unsigned char* write_utf8_blocks(const Utf8Tables& tables, const uns
       const __mmask32 upper = _mm512_cmpge_epu16_mask(first, _mm512_set1_epi16(0xE0));
       __m512i row = _mm512_sub_epi16(first, _mm512_set1_epi16(0x81));
       row = _mm512_mask_sub_epi16(row, upper, row, _mm512_set1_epi16(0xE0 - 0xA0));
-      const __m512i index = _mm512_add_epi16(_mm512_mullo_epi16(row, _mm512_set1_epi16(189)),
-                                             _mm512_sub_epi16(next, _mm512_set1_epi16(0x40)));
-      _mm512_store_si512(pair_index + 32 * half, index);
+      __m512i at_index = _mm512_add_epi16(_mm512_mullo_epi16(row, _mm512_set1_epi16(189)),
+                                          _mm512_sub_epi16(next, _mm512_set1_epi16(0x40)));
+      const auto pairs = static_cast<__mmask32>(pair >> (32 * half));
+      at_index = _mm512_mask_add_epi16(at_index, ~pairs, first, _mm512_set1_epi16(kSingles));
+      const auto looked_up = static_cast<__mmask32>(chars >> (32 * half));
+      uint16_t* to = index + (half ? __builtin_popcount(low_chars) : 0);
+      _mm512_storeu_si512(to, _mm512_maskz_compress_epi16(looked_up, at_index));
     }
-    for (uint64_t m = pair; m; m &= m - 1) {
-      const unsigned k = blocks::lowest_bit(m);
-      entries[k] = tables.pair[pair_index[k]];
+    const auto count = static_cast<unsigned>(__builtin_popcountll(chars));
+    uint32_t* to = found[side];
+    for (unsigned k = 0; k < count; k += 4) {
+      to[k] = tables.entry[index[k]];
+      to[k + 1] = tables.entry[index[k + 1]];
+      to[k + 2] = tables.entry[index[k + 2]];
+      to[k + 3] = tables.entry[index[k + 3]];
+      asm("" : "+r"(k));  // keeps the compiler from making this a slow emulated gather
     }
-    for (uint64_t m = high & ~pair & ~second; m; m &= m - 1) {
-      const unsigned k = blocks::lowest_bit(m);
-      entries[k] = tables.single[p[i + k]];
-    }
-    put_entries(entries, second, o);
+    pack_waiting();
+    waiting = p + i;
+    waiting_chars = chars;
+    waiting_second = second;
+    side ^= 1;
   }
+  pack_waiting();
   return write_utf8_bytewise(tables, p, i + carry, n, o);
 }
 #undef TZ_COMPRESS
