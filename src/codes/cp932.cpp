@@ -11,6 +11,7 @@
 
 #include "codes/byte_blocks.h"
 #include "codes/code_tables.h"
+#include "common/byte_search.h"
 
 namespace tz {
 
@@ -174,8 +175,9 @@ unsigned char* write_utf8_bytewise(const Utf8Tables& tables, const unsigned char
 // Packs the UTF-8 of a block of 64 bytes behind `o`. Each byte gets a table entry: its own
 // for ASCII, none for the second byte of a pair (`second`), and for the others
 // (`chars`) the next of `found`. An entry gives its length of bytes in its high byte.
-TZ_COMPRESS inline void pack_block(const unsigned char* block, uint64_t chars, uint64_t second,
-                                   const uint32_t* found, unsigned char*& o) {
+TZ_COMPRESS TZ_INLINE inline unsigned char* pack_block(const unsigned char* block, uint64_t chars,
+                                                       uint64_t second, const uint32_t* found,
+                                                       unsigned char* o) {
   const __m512i length_one = _mm512_set1_epi32(0x01000000);
   // The length byte of each entry, spread over its four bytes.
   const __m512i spread =
@@ -189,13 +191,17 @@ TZ_COMPRESS inline void pack_block(const unsigned char* block, uint64_t chars, u
     const auto* at = reinterpret_cast<const __m128i*>(block + 16 * part);
     __m512i e = _mm512_maskz_cvtepu8_epi32(ascii, _mm_loadu_si128(at));
     e = _mm512_mask_or_epi32(e, ascii, e, length_one);
-    e = _mm512_mask_expand_epi32(e, looked_up, _mm512_loadu_si512(found));
+    __m512i entries = _mm512_loadu_si512(found);
+    // A plain load: the compiler would make this an expand from memory, which is slow.
+    asm("" : "+v"(entries));
+    e = _mm512_mask_expand_epi32(e, looked_up, entries);
     found += __builtin_popcount(looked_up);
     const uint64_t counts = _mm512_cmpgt_epu8_mask(_mm512_shuffle_epi8(e, spread), place);
     const auto n = static_cast<unsigned>(__builtin_popcountll(counts));
     _mm512_mask_storeu_epi8(o, _bzhi_u64(~0ull, n), _mm512_maskz_compress_epi8(counts, e));
     o += n;
   }
+  return o;
 }
 
 // Whole blocks of 64 bytes, where the processor can pack bytes (AVX-512 VBMI2). The
@@ -213,17 +219,14 @@ TZ_COMPRESS unsigned char* write_utf8_blocks(const Utf8Tables& tables, const uns
   const unsigned char* waiting = nullptr;  // the block looked up but not packed yet
   uint64_t waiting_chars = 0;
   uint64_t waiting_second = 0;
-  auto pack_waiting = [&] {
-    if (waiting) pack_block(waiting, waiting_chars, waiting_second, found[side ^ 1], o);
-    waiting = nullptr;
-  };
   size_t i = 0;
   uint64_t carry = 0;  // 1 when byte i is the second of a pair begun before it
   for (; i + 64 < n; i += 64) {
     const __m512i x = _mm512_loadu_si512(p + i);
     const uint64_t high = _mm512_movepi8_mask(x);
     if (high == 0 && carry == 0) {
-      pack_waiting();
+      if (waiting) o = pack_block(waiting, waiting_chars, waiting_second, found[side ^ 1], o);
+      waiting = nullptr;
       _mm512_storeu_si512(o, x);
       o += 64;
       continue;
@@ -267,13 +270,13 @@ TZ_COMPRESS unsigned char* write_utf8_blocks(const Utf8Tables& tables, const uns
       to[k + 3] = tables.entry[index[k + 3]];
       asm("" : "+r"(k));  // keeps the compiler from making this a slow emulated gather
     }
-    pack_waiting();
+    if (waiting) o = pack_block(waiting, waiting_chars, waiting_second, found[side ^ 1], o);
     waiting = p + i;
     waiting_chars = chars;
     waiting_second = second;
     side ^= 1;
   }
-  pack_waiting();
+  if (waiting) o = pack_block(waiting, waiting_chars, waiting_second, found[side ^ 1], o);
   return write_utf8_bytewise(tables, p, i + carry, n, o);
 }
 #undef TZ_COMPRESS
