@@ -676,11 +676,19 @@ int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
   return result;
 }
 
+void SjisSweep::count_to(size_t to) {
+  if (to <= counted_) return;
+  add_byte_ranges(text_ + counted_, to - counted_, &ranges_);
+  counted_ = to;
+}
+
 void SjisSweep::take(size_t n) {
-  if (scored_)
+  if (scored_) {
     sweep_sjis_blocks<kFloor, true>(ubytes(text_), n, from_, state_);
-  else
+    count_to(state_.i);  // the bytes before the next block won't change
+  } else {
     sweep_sjis_blocks<kNoScore, true>(ubytes(text_), n, 0, state_);
+  }
 }
 
 LineEnds SjisSweep::finish(size_t n) {
@@ -690,7 +698,9 @@ LineEnds SjisSweep::finish(size_t n) {
 }
 
 int64_t SjisSweep::finish_floor(size_t n, LineEnds* ends) {
-  return finish_sjis<kFloor, true>(ubytes(text_), n, from_, state_, ends);
+  const int64_t floor = finish_sjis<kFloor, true>(ubytes(text_), n, from_, state_, ends);
+  count_to(n);
+  return floor;
 }
 
 int clean_text_scored(char* text, int code, size_t size, size_t from, int64_t* score) {

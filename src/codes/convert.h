@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "codes/guess.h"
+
 namespace tz {
 
 struct Run;
@@ -60,19 +62,27 @@ struct BlockSweep {
 class SjisSweep {
  public:
   explicit SjisSweep(char* text) : text_(text) {}
-  SjisSweep(char* text, size_t score_from) : text_(text), from_(score_from), scored_(true) {}
+  SjisSweep(char* text, size_t score_from)
+      : text_(text), from_(score_from), scored_(true), counted_(score_from) {}
   // Sweeps what it can of the first `n` bytes, which have been read.
   void take(size_t n);
   // Sweeps the rest of the `n` bytes of the whole text; its line ends.
   LineEnds finish(size_t n);
   // The same for a sweep that scores; the floor of the score of the whole text.
   int64_t finish_floor(size_t n, LineEnds* ends);
+  // A sweep that scores also counts the byte ranges of the swept text from where it
+  // scores, for the bounds of the guess; these are the counts once it has finished.
+  const ByteRanges& ranges() const { return ranges_; }
 
  private:
   char* text_;
   size_t from_ = 0;
   bool scored_ = false;
   BlockSweep state_;
+  // Counted from from_ up to counted_, as each piece is swept, while it is in the cache.
+  size_t counted_ = 0;
+  ByteRanges ranges_;
+  void count_to(size_t to);
 };
 
 // clean_text of `size` bytes whatever NUL bytes stand among them, which also gives the

@@ -306,11 +306,20 @@ ByteRanges count_byte_ranges(const char* text, size_t n) {
   return r;
 }
 
+void add_byte_ranges(const char* text, size_t n, ByteRanges* r) {
+  count_ranges(reinterpret_cast<const unsigned char*>(text), n, r);
+}
+
 namespace {
+
+// Whether guess_swept may use the bounds on the scores of a swept text of `len` bytes.
+bool bounds_apply(size_t len, long limit) {
+  return limit > 2 && static_cast<long>(len) <= limit - 2;
+}
 
 // The bounds on the scores of a swept text, when guess_swept may use them.
 bool swept_bounds(const char* text, size_t len, long limit, Bounds* b) {
-  if (limit <= 2 || static_cast<long>(len) > limit - 2) return false;
+  if (!bounds_apply(len, limit)) return false;
   ByteRanges r;
   count_ranges(reinterpret_cast<const unsigned char*>(text), len, &r);
   *b = bounds_of(r);
@@ -345,6 +354,10 @@ int guess_swept(const char* text, size_t len, long limit, int code, int64_t own)
 bool sjis_floor_settles(const char* text, size_t len, long limit, int64_t floor) {
   Bounds b;
   return swept_bounds(text, len, limit, &b) && sjis_wins(floor, b);
+}
+
+bool sjis_floor_settles(const ByteRanges& counted, size_t len, long limit, int64_t floor) {
+  return bounds_apply(len, limit) && sjis_wins(floor, bounds_of(counted));
 }
 
 namespace {

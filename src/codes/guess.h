@@ -23,11 +23,6 @@ int guess_by_passes(const char* text, long limit);
 // passes of guess_code.
 int guess_swept(const char* text, size_t len, long limit, int code, int64_t own);
 
-// Whether guess_swept gives Shift_JIS for a text swept as Shift_JIS whose own score is at
-// least `floor`: the floor, against the same bounds, settles most such texts without the
-// exact score. False says nothing.
-bool sjis_floor_settles(const char* text, size_t len, long limit, int64_t floor);
-
 // How many bytes of a text lie in each range that the bounds of the guesses need.
 struct ByteRanges {
   int64_t high = 0;    // 0x80 and up
@@ -42,6 +37,16 @@ struct ByteRanges {
   int64_t rFF = 0;
 };
 ByteRanges count_byte_ranges(const char* text, size_t n);
+// Adds the counts of `n` more bytes to `r`: a text counted in pieces has the counts of
+// the whole.
+void add_byte_ranges(const char* text, size_t n, ByteRanges* r);
+
+// Whether guess_swept gives Shift_JIS for a text swept as Shift_JIS whose own score is at
+// least `floor`: the floor, against the same bounds, settles most such texts without the
+// exact score. False says nothing.
+bool sjis_floor_settles(const char* text, size_t len, long limit, int64_t floor);
+// The same from the byte counts of the text, made as it was swept.
+bool sjis_floor_settles(const ByteRanges& counted, size_t len, long limit, int64_t floor);
 
 // Code of the output text (which 0), of the thread list pages (1), of the tree pages (2).
 int choose_code(Run& run, int which);

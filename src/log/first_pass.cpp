@@ -229,7 +229,7 @@ int read_log(Run& run) {
     if (!swept || !boundary) {
       from = guess_code(posts, static_cast<long>(room));
     } else if (sweep_as_read &&
-               sjis_floor_settles(posts, posts_len, static_cast<long>(room), own)) {
+               sjis_floor_settles(sweep.ranges(), posts_len, static_cast<long>(room), own)) {
       from = kSjis;
     } else {
       // The Shift_JIS sweep gave a floor of the score that didn't settle the guess: the

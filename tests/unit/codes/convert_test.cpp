@@ -664,6 +664,15 @@ void sweep_against_bytewise(int code, int64_t (*bytewise)(std::string&, size_t))
     ASSERT_EQ(std::string(scored.begin(), scored.end()), want) << "round " << round;
     ASSERT_EQ(scored_ends.lf, ends.lf) << "round " << round;
     ASSERT_EQ(scored_ends.cr, ends.cr) << "round " << round;
+    // Its byte counts, made piece by piece, are those of the swept text from `from` on.
+    const size_t start = std::min(from, want.size());
+    const ByteRanges whole = count_byte_ranges(want.data() + start, want.size() - start);
+    const ByteRanges& piece_counts = scoring.ranges();
+    const int64_t ByteRanges::*fields[] = {
+        &ByteRanges::high,   &ByteRanges::r80_A0, &ByteRanges::r8E_8F, &ByteRanges::r81_9F,
+        &ByteRanges::rA1_DF, &ByteRanges::rC2_DF, &ByteRanges::rE0_EF, &ByteRanges::rF0_FC,
+        &ByteRanges::rFD_FF, &ByteRanges::rFF};
+    for (auto field : fields) ASSERT_EQ(piece_counts.*field, whole.*field) << "round " << round;
 
     // Where the floor settles nothing, the exact score comes from sweeping the swept text
     // again: that changes nothing and scores as the first sweep did.
