@@ -678,7 +678,7 @@ int clean_text_counted(char* text, int code, size_t size, LineEnds* ends) {
 
 void SjisSweep::count_to(size_t to) {
   if (to <= counted_) return;
-  add_byte_ranges(text_ + counted_, to - counted_, &ranges_);
+  add_floor_ranges(text_ + counted_, to - counted_, &ranges_);
   counted_ = to;
 }
 

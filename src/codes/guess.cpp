@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -187,13 +188,12 @@ __attribute__((target("avx2"))) size_t count_ranges_avx2(const unsigned char* t,
 
 // The count of count_ranges, 64 bytes at a time where the processor has AVX-512BW. Each
 // range is the difference of two counts of the bytes from a bound up, and each of those
-// is one compare and one masked add per block. Returns how many bytes it has counted.
-constexpr unsigned kBounds[] = {0x80, 0x81, 0x8E, 0x90, 0xA0, 0xA1, 0xC2, 0xE0, 0xF0, 0xFD, 0xFF};
-constexpr int kBoundCount = sizeof kBounds / sizeof kBounds[0];
-
-__attribute__((target("avx512bw"))) size_t count_ranges_wide(const unsigned char* t, size_t n,
-                                                             ByteRanges* r) {
-  int64_t from[kBoundCount] = {};  // bytes from each bound up
+// is one compare and one masked add per block. `from` gets the counts of `kBounds`.
+// Returns how many bytes it has counted.
+template <const auto& kBounds>
+__attribute__((target("avx512bw"))) size_t count_from_bounds(const unsigned char* t, size_t n,
+                                                             int64_t* from) {
+  constexpr int kBoundCount = sizeof kBounds / sizeof kBounds[0];
   size_t i = 0;
   const __m512i one = _mm512_set1_epi8(1);
   while (n - i >= 64) {
@@ -214,8 +214,16 @@ __attribute__((target("avx512bw"))) size_t count_ranges_wide(const unsigned char
       for (int64_t sum : sums) from[k] += sum;
     }
   }
+  return i;
+}
+
+constexpr unsigned kBounds[] = {0x80, 0x81, 0x8E, 0x90, 0xA0, 0xA1, 0xC2, 0xE0, 0xF0, 0xFD, 0xFF};
+
+size_t count_ranges_wide(const unsigned char* t, size_t n, ByteRanges* r) {
+  int64_t from[std::size(kBounds)] = {};
+  const size_t i = count_from_bounds<kBounds>(t, n, from);
   auto at = [&](unsigned bound) {
-    for (int k = 0; k < kBoundCount; ++k)
+    for (size_t k = 0; k < std::size(kBounds); ++k)
       if (kBounds[k] == bound) return from[k];
     return int64_t{0};
   };
@@ -229,6 +237,21 @@ __attribute__((target("avx512bw"))) size_t count_ranges_wide(const unsigned char
   r->rF0_FC += at(0xF0) - at(0xFD);
   r->rFD_FF += at(0xFD);
   r->rFF += at(0xFF);
+  return i;
+}
+
+// The bounds that the counts of floor_ranges need: seven against eleven.
+constexpr unsigned kFloorBounds[] = {0x80, 0x8E, 0x90, 0xA1, 0xC2, 0xE0, 0xF0};
+
+size_t count_floor_ranges_wide(const unsigned char* t, size_t n, ByteRanges* r) {
+  int64_t from[std::size(kFloorBounds)] = {};
+  const size_t i = count_from_bounds<kFloorBounds>(t, n, from);
+  r->high += from[0];
+  r->r80_A0 += from[0] - from[3];
+  r->r8E_8F += from[1] - from[2];
+  r->rC2_DF += from[4] - from[5];
+  r->rE0_EF += from[5] - from[6];
+  r->rF0_FC += from[6];
   return i;
 }
 
@@ -266,6 +289,28 @@ void count_ranges(const unsigned char* t, size_t n, ByteRanges* r) {
     for (const CountedRange& range : kCounted)
       r->*range.count += static_cast<uint8_t>(c - range.lo) <= range.span;
   }
+}
+
+// The counts that bound the EUC-JP and UTF-8 scores against a text swept as Shift_JIS,
+// from fewer bounds: 0xF0 to 0xFF count as one range (rF0_FC), and the bytes that only
+// the Shift_JIS bound or a penalty of EUC-JP look at (r81_9F, rA1_DF, rFD_FF, rFF) aren't
+// counted, which can only raise the EUC-JP bound.
+void count_floor_ranges(const unsigned char* t, size_t n, ByteRanges* r) {
+#if defined(__x86_64__)
+  if (n >= 64 && blocks::wide_vectors()) {
+    const size_t i = count_floor_ranges_wide(t, n, r);
+    t += i;
+    n -= i;
+  }
+#endif
+  ByteRanges rest;
+  count_ranges(t, n, &rest);
+  r->high += rest.high;
+  r->r80_A0 += rest.r80_A0;
+  r->r8E_8F += rest.r8E_8F;
+  r->rC2_DF += rest.rC2_DF;
+  r->rE0_EF += rest.rE0_EF;
+  r->rF0_FC += rest.rF0_FC + rest.rFD_FF;
 }
 
 // Upper bounds of the three scores of a text with the byte counts `r`, each as
@@ -306,8 +351,8 @@ ByteRanges count_byte_ranges(const char* text, size_t n) {
   return r;
 }
 
-void add_byte_ranges(const char* text, size_t n, ByteRanges* r) {
-  count_ranges(reinterpret_cast<const unsigned char*>(text), n, r);
+void add_floor_ranges(const char* text, size_t n, ByteRanges* r) {
+  count_floor_ranges(reinterpret_cast<const unsigned char*>(text), n, r);
 }
 
 namespace {
@@ -349,11 +394,6 @@ int guess_swept(const char* text, size_t len, long limit, int code, int64_t own)
       break;
   }
   return guess_code(text, limit);
-}
-
-bool sjis_floor_settles(const char* text, size_t len, long limit, int64_t floor) {
-  Bounds b;
-  return swept_bounds(text, len, limit, &b) && sjis_wins(floor, b);
 }
 
 bool sjis_floor_settles(const ByteRanges& counted, size_t len, long limit, int64_t floor) {

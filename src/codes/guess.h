@@ -37,15 +37,16 @@ struct ByteRanges {
   int64_t rFF = 0;
 };
 ByteRanges count_byte_ranges(const char* text, size_t n);
-// Adds the counts of `n` more bytes to `r`: a text counted in pieces has the counts of
-// the whole.
-void add_byte_ranges(const char* text, size_t n, ByteRanges* r);
+// Adds to `r` the counts of `n` more bytes that the floor of a Shift_JIS text is held
+// against: those of count_byte_ranges but that 0xF0 to 0xFF all count in rF0_FC, and
+// r81_9F, rA1_DF, rFD_FF and rFF stay 0. Counted in pieces, a text has the counts of the
+// whole.
+void add_floor_ranges(const char* text, size_t n, ByteRanges* r);
 
-// Whether guess_swept gives Shift_JIS for a text swept as Shift_JIS whose own score is at
-// least `floor`: the floor, against the same bounds, settles most such texts without the
-// exact score. False says nothing.
-bool sjis_floor_settles(const char* text, size_t len, long limit, int64_t floor);
-// The same from the byte counts of the text, made as it was swept.
+// Whether guess_swept gives Shift_JIS for a text of `len` bytes swept as Shift_JIS whose
+// own score is at least `floor`, from the counts of add_floor_ranges made as it was swept:
+// the floor, against the bounds of guess_swept (a little looser where the text holds
+// 0xFF), settles most such texts without the exact score. False says nothing.
 bool sjis_floor_settles(const ByteRanges& counted, size_t len, long limit, int64_t floor);
 
 // Code of the output text (which 0), of the thread list pages (1), of the tree pages (2).

@@ -171,7 +171,7 @@ TEST(GuessSwept, AFloorOfTheScoreSettlesOnlyShiftJis) {
     long limit = static_cast<long>(swept.size()) + 16;
     const int full = guess_by_passes(swept.c_str(), limit);
     const size_t len = strnlen(swept.c_str(), static_cast<size_t>(limit));
-    if (sjis_floor_settles(swept.c_str(), len, limit, floor)) {
+    if (sjis_floor_settles(sweep.ranges(), len, limit, floor)) {
       ++settled;
       ASSERT_EQ(full, kSjis) << "round " << round;
     }
@@ -192,7 +192,7 @@ TEST(GuessSwept, AFloorOfTheScoreSettlesOnlyShiftJis) {
     LineEnds ends;
     const int64_t floor = sweep.finish_floor(log.size(), &ends);
     const long limit = static_cast<long>(log.size()) + 16;
-    EXPECT_TRUE(sjis_floor_settles(log.c_str(), log.size(), limit, floor)) << lines << " lines";
+    EXPECT_TRUE(sjis_floor_settles(sweep.ranges(), log.size(), limit, floor)) << lines << " lines";
   }
 }
 

@@ -176,7 +176,7 @@ TEST_F(FirstPassTest, PostsLeftInShiftJisReadAsUtf8) {
     LineEnds ends;
     const int64_t floor = sweep.finish_floor(swept.size(), &ends);
     const long room = static_cast<long>(swept.size()) + 16;
-    ASSERT_FALSE(sjis_floor_settles(swept.c_str(), swept.size(), room, floor));
+    ASSERT_FALSE(sjis_floor_settles(sweep.ranges(), swept.size(), room, floor));
     ASSERT_EQ(guess_code(swept.c_str(), room), kSjis);
   }
   struct Case {
