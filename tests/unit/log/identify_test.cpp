@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "codes/convert.h"
 #include "log_fixture.h"
 #include "run/run.h"
 
@@ -263,25 +264,31 @@ TEST_F(IdentifyTest, NextLineAcrossBlockEdges) {
     return fields;
   };
   int lines = 0;
-  for (size_t len = 0; len <= 100; ++len) {
-    const size_t last = len >= 2 ? len - 2 : 0;
-    for (size_t sep : {size_t{0}, size_t{14}, size_t{15}, size_t{30}, size_t{31}, size_t{32},
-                       size_t{33}, size_t{63}, len / 3, last}) {
-      std::string line(len, 'y');
-      for (size_t at = sep; at + 1 < len; at += 29) line.replace(at, 2, "<>");
-      if (len > 40) line[40] = '<';  // a lone '<' with no '>' behind it
-      const std::string text = line + "\r\nrest<>of it\n";
-      for (bool bounded : {false, true}) {
-        Split s = split(*run_, text, bounded);
-        const std::vector<std::string> want = plain(line);
-        ASSERT_EQ(s.end_flag, 0) << len << " " << sep;
-        EXPECT_EQ(s.fields, want) << len << " sep " << sep << (bounded ? " bounded" : "");
-        EXPECT_EQ(s.rest, "rest<>of it\n") << len << " " << sep;
-        ++lines;
+  // In both widths of vectors that this processor has: blocks of 32 and of 64 bytes.
+  for (bool narrow : {false, true}) {
+    sweep_narrow(narrow);
+    for (size_t len = 0; len <= 140; ++len) {
+      const size_t last = len >= 2 ? len - 2 : 0;
+      for (size_t sep : {size_t{0}, size_t{14}, size_t{15}, size_t{30}, size_t{31}, size_t{32},
+                         size_t{33}, size_t{62}, size_t{63}, size_t{64}, len / 3, last}) {
+        std::string line(len, 'y');
+        for (size_t at = sep; at + 1 < len; at += 29) line.replace(at, 2, "<>");
+        if (len > 40) line[40] = '<';  // a lone '<' with no '>' behind it
+        const std::string text = line + "\r\nrest<>of it\n";
+        for (bool bounded : {false, true}) {
+          Split s = split(*run_, text, bounded);
+          const std::vector<std::string> want = plain(line);
+          ASSERT_EQ(s.end_flag, 0) << len << " " << sep;
+          EXPECT_EQ(s.fields, want)
+              << len << " sep " << sep << (bounded ? " bounded" : "") << (narrow ? " narrow" : "");
+          EXPECT_EQ(s.rest, "rest<>of it\n") << len << " " << sep;
+          ++lines;
+        }
       }
     }
   }
-  EXPECT_EQ(lines, 101 * 10 * 2);
+  sweep_narrow(false);
+  EXPECT_EQ(lines, 2 * 141 * 12 * 2);
 }
 
 TEST(CountSeparators, CountsOneLine) {
