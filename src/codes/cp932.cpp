@@ -191,10 +191,7 @@ TZ_COMPRESS TZ_INLINE inline unsigned char* pack_block(const unsigned char* bloc
     const auto* at = reinterpret_cast<const __m128i*>(block + 16 * part);
     __m512i e = _mm512_maskz_cvtepu8_epi32(ascii, _mm_loadu_si128(at));
     e = _mm512_mask_or_epi32(e, ascii, e, length_one);
-    __m512i entries = _mm512_loadu_si512(found);
-    // A plain load: the compiler would make this an expand from memory, which is slow.
-    asm("" : "+v"(entries));
-    e = _mm512_mask_expand_epi32(e, looked_up, entries);
+    e = _mm512_mask_expand_epi32(e, looked_up, _mm512_loadu_si512(found));
     found += __builtin_popcount(looked_up);
     const uint64_t counts = _mm512_cmpgt_epu8_mask(_mm512_shuffle_epi8(e, spread), place);
     const auto n = static_cast<unsigned>(__builtin_popcountll(counts));

@@ -240,7 +240,7 @@ size_t count_ranges_wide(const unsigned char* t, size_t n, ByteRanges* r) {
   return i;
 }
 
-// The bounds that the counts of floor_ranges need: seven against eleven.
+// The bounds that the counts of count_floor_ranges need: seven against eleven.
 constexpr unsigned kFloorBounds[] = {0x80, 0x8E, 0x90, 0xA1, 0xC2, 0xE0, 0xF0};
 
 size_t count_floor_ranges_wide(const unsigned char* t, size_t n, ByteRanges* r) {
