@@ -10,8 +10,7 @@ namespace tz::block_memory {
 
 namespace {
 
-constexpr size_t kHugePage = 2 << 20;
-constexpr size_t kPerPage = kHugePage / kUsual;
+constexpr size_t kPerPage = os::kHugePage / kUsual;
 
 // The blocks of the usual size not in use, and the rest of the page cut last. Blocks
 // change threads (the writers keep them), so the pool has a lock; a run gets only a few
@@ -48,7 +47,7 @@ char* take(size_t n, size_t* room) {
     return block;
   }
   if (p.cut == kPerPage) {
-    char* page = os::alloc_large(kHugePage);
+    char* page = os::alloc_large(os::kHugePage);
     if (!page) return new (std::nothrow) char[kUsual];
     p.page = page;
     p.cut = 0;

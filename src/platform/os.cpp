@@ -333,12 +333,6 @@ void flush_stdout() {
   std::fflush(stdout);
 }
 
-namespace {
-
-constexpr size_t kHugePage = 2 << 20;
-
-}  // namespace
-
 char* alloc_large(size_t n) {
 #if defined(__SANITIZE_ADDRESS__)
   // The address checker watches only the memory it hands out itself.

@@ -40,6 +40,8 @@ bool close_file(int fd);
 // Memory for a large work block, `n` bytes, in huge pages where the system gives them:
 // every page costs a fault when it is first written, and a huge page costs one fault for
 // 512. Null when there is none. It is given back with free_large and the same `n`.
+// The size of a huge page, which alloc_large rounds its mappings up to.
+constexpr size_t kHugePage = 2 << 20;
 char* alloc_large(size_t n);
 void free_large(char* p, size_t n);
 
